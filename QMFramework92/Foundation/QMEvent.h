@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+
+#include "Foundation/QMSync.h"
+#include "Pattern/QMUncopyable.h"
+
+/// Counting signal on a pipe: each SetEvent adds one pending signal, each successful wait consumes one.
+///
+/// Any number of threads may set and wait at once; a signal wakes exactly one waiter. A full pipe collapses to
+/// one pending signal at the next SetEvent. The first wait of the process ignores SIGPIPE for the whole process.
+class QMEvent : private QMUncopyable {
+public:
+    enum WaitResult : int { kSignalled = 0, kTimedOut = -2, kError = -3 };
+
+    /// Calls init(); a failure is only logged, and every wait on the event then reports "handle error\n".
+    QMEvent();
+
+    /// Closes both descriptors when both are valid.
+    ~QMEvent();
+
+    /// Creates the pipe, both ends close-on-exec.
+    void init();
+
+    /// @return 1 when the signal was written, 0 otherwise (also after a full pipe was collapsed to one signal).
+    int SetEvent();
+
+    /// Waits for one event. @return 0 signalled (one signal consumed), -2 timed out, -3 error (logged).
+    static int WaitEvent(QMEvent* event, std::uint32_t timeoutMs);
+
+    /// Waits for the first (waitAll false) or all (waitAll true) of `count` events.
+    /// @return waitAll false: the index of the first signalled event; waitAll true: 0 when each was signalled;
+    ///         -2 timed out, -3 error.
+    static int MultiWait(unsigned count, QMEvent** events, std::uint32_t timeoutMs, bool waitAll);
+
+    /// Consumes all pending signals without waiting. @return always 1.
+    static int Drain(QMEvent* event);
+
+    /// The engine behind the waits: as MultiWait, and -1 for a zero count or a null array. A negative timeout
+    /// waits without limit. An interrupted wait, or one whose signal another waiter took, waits again in full.
+    static int timedMultiWait(unsigned count, QMEvent** events, bool waitAll, int timeoutMs);
+
+private:
+    int readDescriptor = -1;
+    int writeDescriptor = -1;
+};
+
+/// Ignores SIGPIPE for the whole process, once, so that a write to a vanished peer fails instead of killing
+/// the process. Any thread may call it.
+void qm_IgnoreSigPipe();

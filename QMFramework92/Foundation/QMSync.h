@@ -1,0 +1,61 @@
+#pragma once
+
+#include <pthread.h>
+#include <semaphore.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "Pattern/QMUncopyable.h"
+#include "inc/QMThreadSafety.h"
+
+/// Waits without limit, wherever the framework takes milliseconds.
+constexpr std::uint32_t QM_WAIT_INFINITE = 0xFFFFFFFFU;
+
+/// Recursive lock on a POSIX semaphore, unnamed (this process) or named (shared between processes).
+///
+/// Free, or held by one thread that may lock it again and unlocks it as often. Pair Lock and Unlock on one
+/// thread: Unlock does not check who calls. A lock whose semaphore could not be made reports every Lock and
+/// Unlock with "handle is not created\n" and a stack dump, and never blocks.
+class QM_CAPABILITY("QMSync") QMSync : private QMUncopyable {
+public:
+    enum Kind : int { kNamed = 0, kUnnamed = 1 };
+    enum Result : int { kLocked = 0, kTimedOut = 1, kError = 2 };
+
+    /// An unnamed semaphore with count 1.
+    QMSync();
+
+    /// kind 1: unnamed, the name is only stored. kind 0: the semaphore "/" + name, opened or created with mode
+    /// 0777 and count 1. Another kind logs "invalid arg\n", a null name "invalid arg : name is null\n"; both
+    /// leave no handle. Names longer than 31 characters are cut where they are stored.
+    QMSync(const char* name, int kind);
+
+    /// Destroys an unnamed semaphore, closes a named one (which is never unlinked).
+    ~QMSync();
+
+    /// @return 0 locked, 1 timed out (silently), 2 error (logged). QM_WAIT_INFINITE waits without limit; the
+    ///         deadline of a timed wait runs on CLOCK_REALTIME.
+    int Lock(std::uint32_t timeoutMs);
+
+    /// Gives back one Lock.
+    void Unlock();
+
+private:
+    int recordOwner();
+
+    sem_t* handle = nullptr;
+    int kind = kUnnamed;
+    char name[32] = {};
+    std::atomic<pthread_t> owner{};
+    std::uint32_t recursionCount = 0;  // touched only by the thread that holds the semaphore
+};
+
+/// Holds a QMSync for the length of a scope, waiting for it without limit.
+class QM_SCOPED_CAPABILITY QMSyncGuard : private QMUncopyable {
+public:
+    explicit QMSyncGuard(QMSync& lock) QM_ACQUIRE(lock);
+    ~QMSyncGuard() QM_RELEASE();
+
+private:
+    QMSync& sync;
+};

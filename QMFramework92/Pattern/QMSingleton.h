@@ -1,0 +1,53 @@
+#pragma once
+
+#include <atomic>
+
+#include "Foundation/QMSync.h"
+#include "Pattern/QMUncopyable.h"
+
+/// Registers a function that destroys a singleton when the framework terminates. Functions run in the order of
+/// their registration, each once. Any thread may call it.
+void qm_RegisterSingletonDestroyer(void (*destroy)());
+
+/// Runs and empties the list of destroyers; what is created meanwhile is destroyed too.
+void qm_DestroySingletons();
+
+/// One instance of T per process, made on first use and destroyed by qm_FwTerminate.
+///
+/// T derives from QMSingleton<T>, befriends it and keeps its constructor private. getInstance is safe from
+/// any thread; once the instance exists it takes no lock.
+template <class T>
+class QMSingleton : private QMUncopyable {
+public:
+    static T* getInstance() {
+        if (T* existing = instance.load(std::memory_order_acquire)) {
+            return existing;
+        }
+        return createOnce();
+    }
+
+protected:
+    QMSingleton() = default;
+    ~QMSingleton() = default;
+
+private:
+    static QMSync& creationLock() {
+        static QMSync lock;
+        return lock;
+    }
+
+    static T* createOnce() {
+        QMSyncGuard guard(creationLock());
+        T* created = instance.load(std::memory_order_relaxed);
+        if (created == nullptr) {
+            created = new T;
+            instance.store(created, std::memory_order_release);
+            qm_RegisterSingletonDestroyer(&QMSingleton::destroy);
+        }
+        return created;
+    }
+
+    static void destroy() { delete instance.exchange(nullptr, std::memory_order_acq_rel); }
+
+    inline static std::atomic<T*> instance{nullptr};
+};

@@ -1,0 +1,23 @@
+#pragma once
+
+/// Brings the framework up for this process: records the process name that every log line shows, opens the
+/// system log under it, creates the thread manager and starts the watchdog.
+///
+/// @param processName at most 63 characters; a longer one is reported with "name size is over. max[%d]\n" and
+///        replaced by "Unknown".
+/// @param reserved accepted and not used.
+/// @return non-zero on success, also when the framework is already initialised (the first name stays);
+///         0 on failure.
+///
+/// Call it from the main thread before any framework thread is started.
+int qm_FwInitialize(const char* processName, int reserved);
+
+/// Undoes qm_FwInitialize: stops the watchdog, destroys every framework singleton in the order of their
+/// creation and closes the system log. Does nothing unless the framework is initialised; afterwards
+/// qm_FwInitialize works again.
+///
+/// Call it from the main thread after every framework thread has been joined.
+void qm_FwTerminate();
+
+/// The name given to qm_FwInitialize, empty before. Any thread may call it; the text lives as long as the process.
+const char* qm_GetProcessName();
