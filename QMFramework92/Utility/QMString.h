@@ -62,6 +62,17 @@ public:
     /// Takes 16-bit text of code page 35 or 36. @return whether it was taken.
     bool Copy(const std::uint16_t* text, unsigned newCodePage);
 
+    /// What an archive keeps of a string: the code page and the text, narrow (UTF-8 included) or wide; null
+    /// for what is not there. 16-bit text is neither.
+    unsigned CodePage() const { return codePage; }
+    const std::string* NarrowText() const;
+    const std::wstring* WideText() const;
+
+    /// Takes what an archive kept: a code page with no text, narrow text or wide text. Nothing is checked.
+    void Restore(unsigned newCodePage);
+    void Restore(unsigned newCodePage, std::string text);
+    void Restore(unsigned newCodePage, std::wstring text);
+
     /// Narrow text is taken as code page 32. A failure logs "error\n".
     QMString& operator=(const char* text);
     QMString& operator=(const wchar_t* text);

@@ -4,9 +4,11 @@
 #include <cstring>
 #include <limits>
 #include <type_traits>
+#include <utility>
 
 #include "Diagnostics/QMAssert.h"
 #include "Diagnostics/QMLog.h"
+#include "Utility/QMString.h"
 
 namespace QMSerialization {
 
@@ -15,7 +17,7 @@ namespace {
 constexpr std::size_t kInitialCapacity = 1024;
 constexpr std::uint32_t kCursorLimit = std::numeric_limits<std::uint32_t>::max();
 
-/// What a QMString holds, as it is written behind its code page.
+/// What kind of text a QMString holds, as it is written behind its code page.
 enum TextKind : std::uint32_t { kNarrowText = 0, kWideText = 1 };
 
 constexpr std::size_t kWideSize = sizeof(wchar_t);
@@ -125,6 +127,17 @@ void Archive::write(const std::string& text, int maxLength) {
 void Archive::write(const std::wstring& text) {
     write(static_cast<std::uint32_t>(text.size()));
     write(text.data(), static_cast<int>(text.size() * kWideSize));
+}
+
+void Archive::write(const QMString& text) {
+    write(std::uint32_t{text.CodePage()});
+    if (const std::string* narrow = text.NarrowText()) {
+        write(std::uint32_t{kNarrowText});
+        write(*narrow);
+    } else if (const std::wstring* wide = text.WideText()) {
+        write(std::uint32_t{kWideText});
+        write(*wide);
+    }
 }
 
 void Archive::write(QMSerializable& object) {
@@ -275,6 +288,27 @@ void Archive::read(std::wstring& text) {
         text.resize(count);
         std::memcpy(text.data(), bytes, count * kWideSize);
         text.resize(std::min(text.find(L'\0'), text.size()));
+    }
+}
+
+void Archive::read(QMString& text) {
+    std::uint32_t codePage = 0;
+    read(codePage);
+    codePage = std::min<std::uint32_t>(codePage, QM_CODE_PAGE_WIDE);
+    // A kind that cannot be read must not pass for a narrow text.
+    const bool hasKind = getRemaining() >= sizeof(std::uint32_t);
+    std::uint32_t kind = 0;
+    read(kind);
+    if (hasKind && kind == kNarrowText) {
+        std::string narrow;
+        read(narrow);
+        text.Restore(codePage, std::move(narrow));
+    } else if (hasKind && kind == kWideText) {
+        std::wstring wide;
+        read(wide);
+        text.Restore(codePage, std::move(wide));
+    } else {
+        text.Restore(codePage);
     }
 }
 

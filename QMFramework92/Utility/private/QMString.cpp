@@ -280,3 +280,32 @@ QMString operator+(const QMString& left, const char* right) {
 QMString operator+(const QMString& left, const wchar_t* right) {
     return QMString(left) += right;
 }
+
+const std::string* QMString::NarrowText() const {
+    if (const auto* utf8 = std::get_if<Utf8>(&store)) {
+        return &utf8->text;
+    }
+    const auto* narrow = std::get_if<Narrow>(&store);
+    return narrow == nullptr ? nullptr : &narrow->text;
+}
+
+const std::wstring* QMString::WideText() const { return std::get_if<std::wstring>(&store); }
+
+void QMString::Restore(unsigned newCodePage) {
+    codePage = newCodePage;
+    store = std::monostate{};
+}
+
+void QMString::Restore(unsigned newCodePage, std::string text) {
+    codePage = newCodePage;
+    if (newCodePage == QM_CODE_PAGE_UTF8) {
+        store = Utf8{std::move(text)};
+    } else {
+        store = Narrow{std::move(text)};
+    }
+}
+
+void QMString::Restore(unsigned newCodePage, std::wstring text) {
+    codePage = newCodePage;
+    store = std::move(text);
+}
