@@ -4,6 +4,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
 
 #include "Pattern/QMSingleton.h"
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
@@ -371,7 +375,8 @@ TEST_F(Strangers, AreDroppedWithinTheLimitWhileAnHonestPhoneIsServedAndNobodyHea
         connectWith("127.0.1.4", {foreign.issue("phone", simulator::Usage::kClient), "", 0});
     const auto anonymous = connectWith("127.0.1.5", {std::nullopt, "", 0});
 
-    EXPECT_NE(headUnit.bringUp(3, "honest", "127.0.1.6"), nullptr);
+    const auto honest = headUnit.bringUp(3, "honest", "127.0.1.6");
+    EXPECT_NE(honest, nullptr);
     EXPECT_LT(watch.elapsed(), 5000ms);
 
     EXPECT_EQ(foreignPhone->receive(), "");
