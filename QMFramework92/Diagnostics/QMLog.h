@@ -23,7 +23,8 @@ enum QMLogLevel : unsigned {
 ///
 /// Any thread may call it, at any time, also before initialisation (the braces are then empty) and after
 /// termination. It takes no lock, allocates nothing, never throws and leaves errno as it was. A line shorter
-/// than 80 characters is right-aligned in 80 columns; each line goes out with one printf and is flushed at once.
+/// than 80 characters is right-aligned in 80 columns; each line goes out with one printf and is flushed at
+/// once.
 int qm_Log(const char* file, const char* function, int line, unsigned level, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 
@@ -68,10 +69,10 @@ constexpr std::array<char, N> stripExtension(const char (&path)[N]) {
 }  // namespace qm_detail
 
 /// The source path of this line, relative to the repository and without its extension, made at compile time.
-#define QM_SOURCE_PATH                                                         \
-    ([]() noexcept -> const char* {                                            \
-        static constexpr auto kPath = ::qm_detail::stripExtension(__FILE__);   \
-        return kPath.data();                                                   \
+#define QM_SOURCE_PATH                                                       \
+    ([]() noexcept -> const char* {                                          \
+        static constexpr auto kPath = ::qm_detail::stripExtension(__FILE__); \
+        return kPath.data();                                                 \
     }())
 
 #define QM_LOG(level, ...) static_cast<void>(qm_Log(QM_SOURCE_PATH, __func__, __LINE__, (level), __VA_ARGS__))
