@@ -12,16 +12,24 @@ namespace {
 
 constexpr std::size_t kReceiveChunk = 65536;
 
-bool wouldBlock(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
+bool wouldBlock(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
 
 }  // namespace
 
-ByteStream::ByteStream(PollLoop& pollLoop, UniqueFd descriptor, BytesHandler bytesHandler, ClosedHandler closedHandler)
-    : loop(pollLoop), fd(std::move(descriptor)), onBytes(std::move(bytesHandler)), onClosed(std::move(closedHandler)) {
+ByteStream::ByteStream(PollLoop& pollLoop, UniqueFd descriptor, BytesHandler bytesHandler,
+                       ClosedHandler closedHandler)
+    : loop(pollLoop),
+      fd(std::move(descriptor)),
+      onBytes(std::move(bytesHandler)),
+      onClosed(std::move(closedHandler)) {
     loop.watch(fd.get(), POLLIN, [this](short events) { onReady(events); });
 }
 
-ByteStream::~ByteStream() { close(); }
+ByteStream::~ByteStream() {
+    close();
+}
 
 void ByteStream::send(std::string_view bytes) {
     if (!isOpen() || broken) {
@@ -71,7 +79,8 @@ void ByteStream::flush() {
     }
 }
 
-// Reads once for each readiness and touches no member after a handler has run: the handler may destroy the stream.
+// Reads once for each readiness and touches no member after a handler has run: the handler may destroy the
+// stream.
 void ByteStream::receive() {
     std::array<char, kReceiveChunk> chunk;
     const ssize_t count = ::read(fd.get(), chunk.data(), chunk.size());

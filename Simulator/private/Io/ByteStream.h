@@ -9,18 +9,20 @@
 
 namespace simulator {
 
-/// A connected stream socket (or pipe) in a poll loop: bytes that arrive go to a handler, bytes to send wait in a
-/// buffer until the peer takes them.
+/// A connected stream socket (or pipe) in a poll loop: bytes that arrive go to a handler, bytes to send wait
+/// in a buffer until the peer takes them.
 ///
-/// Open until the peer or close() ends it; the closed handler runs once, and not after close(). Both handlers run
-/// from within the loop and may destroy the stream. The loop has to outlive it.
+/// Open until the peer or close() ends it; the closed handler runs once, and not after close(). Both handlers
+/// run from within the loop and may destroy the stream. The loop has to outlive it.
 class ByteStream {
 public:
     using BytesHandler = std::function<void(std::string_view bytes)>;
     using ClosedHandler = std::function<void()>;
 
-    /// Takes over `descriptor`; one that is sent to has to be non-blocking, one that is only read need not be.
-    ByteStream(PollLoop& pollLoop, UniqueFd descriptor, BytesHandler bytesHandler, ClosedHandler closedHandler);
+    /// Takes over `descriptor`; one that is sent to has to be non-blocking, one that is only read need not
+    /// be.
+    ByteStream(PollLoop& pollLoop, UniqueFd descriptor, BytesHandler bytesHandler,
+               ClosedHandler closedHandler);
     ~ByteStream();
 
     ByteStream(const ByteStream&) = delete;

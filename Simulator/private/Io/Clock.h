@@ -4,12 +4,15 @@
 
 namespace simulator {
 
-/// The clock of every event and limit: CLOCK_MONOTONIC, hence comparable between the processes of one machine.
+/// The clock of every event and limit: CLOCK_MONOTONIC, hence comparable between the processes of one
+/// machine.
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
 
 /// Seconds of the monotonic clock, as events carry them.
-inline double monotonicSeconds() { return std::chrono::duration<double>(Clock::now().time_since_epoch()).count(); }
+inline double monotonicSeconds() {
+    return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
+}
 
 /// A moment by which something has to be done.
 class Deadline {

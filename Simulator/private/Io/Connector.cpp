@@ -15,7 +15,9 @@ constexpr Milliseconds kKnockPeriod{20};
 Connector::Connector(PollLoop& pollLoop, std::string socketName, ConnectedHandler connectedHandler)
     : loop(pollLoop), name(std::move(socketName)), onConnected(std::move(connectedHandler)) {}
 
-Connector::~Connector() { loop.cancel(timer); }
+Connector::~Connector() {
+    loop.cancel(timer);
+}
 
 void Connector::start() {
     if (!knocking) {

@@ -10,8 +10,8 @@ namespace simulator {
 
 /// Knocks at a local socket until somebody listens there, then hands the connection to its handler.
 ///
-/// It tries once for each start() and then every 20 ms: a socket file that is not there yet gives no signal to wait
-/// for. Whoever needs a limit destroys the connector or stops the loop. The loop has to outlive it.
+/// It tries once for each start() and then every 20 ms: a socket file that is not there yet gives no signal
+/// to wait for. Whoever needs a limit destroys the connector or stops the loop. The loop has to outlive it.
 class Connector {
 public:
     using ConnectedHandler = std::function<void(UniqueFd fd)>;

@@ -20,6 +20,8 @@ std::vector<std::string> LineSplitter::feed(std::string_view bytes) {
     return lines;
 }
 
-std::string LineSplitter::takeRest() { return std::exchange(pending, std::string()); }
+std::string LineSplitter::takeRest() {
+    return std::exchange(pending, std::string());
+}
 
 }  // namespace simulator

@@ -8,7 +8,8 @@
 
 namespace simulator {
 
-/// A local socket at which peers knock; each connection goes to the handler. Removes its socket file at the end.
+/// A local socket at which peers knock; each connection goes to the handler. Removes its socket file at the
+/// end.
 class Listener {
 public:
     using AcceptedHandler = std::function<void(UniqueFd fd)>;

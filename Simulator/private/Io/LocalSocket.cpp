@@ -64,6 +64,8 @@ UniqueFd connectLocal(const std::string& name) {
     return fd;
 }
 
-UniqueFd acceptOne(int listener) { return UniqueFd(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK)); }
+UniqueFd acceptOne(int listener) {
+    return UniqueFd(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+}
 
 }  // namespace simulator

@@ -6,8 +6,8 @@
 
 namespace simulator {
 
-/// Opens a listening UNIX-domain stream socket at `name` (a path; relative to the working directory, at most 107
-/// bytes). A socket file left over there is replaced.
+/// Opens a listening UNIX-domain stream socket at `name` (a path; relative to the working directory, at most
+/// 107 bytes). A socket file left over there is replaced.
 /// @throws std::system_error naming the step and the socket.
 UniqueFd listenLocal(const std::string& name);
 

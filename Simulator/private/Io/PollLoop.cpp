@@ -25,7 +25,9 @@ void PollLoop::change(int fd, short events) {
     }
 }
 
-void PollLoop::forget(int fd) { watches.erase(fd); }
+void PollLoop::forget(int fd) {
+    watches.erase(fd);
+}
 
 PollLoop::TimerId PollLoop::after(Milliseconds delay, Task task) {
     const TimerId timer = nextTimer++;
@@ -34,8 +36,8 @@ PollLoop::TimerId PollLoop::after(Milliseconds delay, Task task) {
 }
 
 void PollLoop::cancel(TimerId timer) {
-    const auto found =
-        std::find_if(timers.begin(), timers.end(), [timer](const auto& entry) { return entry.second.first == timer; });
+    const auto found = std::find_if(timers.begin(), timers.end(),
+                                    [timer](const auto& entry) { return entry.second.first == timer; });
     if (found != timers.end()) {
         timers.erase(found);
     }

@@ -15,17 +15,17 @@ namespace simulator {
 
 /// Waits on descriptors and timers and calls their handlers, all on the one thread that runs it.
 ///
-/// Handlers may watch, change and forget any descriptor and start and cancel any timer, their own included. The loop
-/// owns no descriptor: whoever watches one forgets it before closing it. No operation may be called from another
-/// thread.
+/// Handlers may watch, change and forget any descriptor and start and cancel any timer, their own included.
+/// The loop owns no descriptor: whoever watches one forgets it before closing it. No operation may be called
+/// from another thread.
 class PollLoop {
 public:
     using Handler = std::function<void(short readyEvents)>;
     using Task = std::function<void()>;
     using TimerId = std::uint64_t;
 
-    /// Calls `handler` whenever one of `events` (POLLIN, POLLOUT), an error or a hang-up is there. A descriptor
-    /// already watched gets the new events and handler.
+    /// Calls `handler` whenever one of `events` (POLLIN, POLLOUT), an error or a hang-up is there. A
+    /// descriptor already watched gets the new events and handler.
     void watch(int fd, short events, Handler handler);
 
     /// Sets the events of a watched descriptor; one not watched is ignored.
@@ -40,7 +40,8 @@ public:
     /// A timer that has run or was never there is ignored.
     void cancel(TimerId timer);
 
-    /// Waits until something is ready, a timer is due or `limit` is over, and calls the handlers of what is ready.
+    /// Waits until something is ready, a timer is due or `limit` is over, and calls the handlers of what is
+    /// ready.
     void step(Milliseconds limit);
 
     /// Steps until stop(). A stop() before the run ends it at once.

@@ -15,16 +15,22 @@ constexpr const char* kToReceiver = "WPP_SOCKET_FROM_BT";
 constexpr const char* kFromReceiver = "WPP_SOCKET_TO_BT";
 constexpr const char* kServiceUuid = "4DE17A0052CB11E6BDF40800200C9A66";
 
-std::string replyByte(bool done) { return std::string(1, done ? '\1' : '\0'); }
+std::string replyByte(bool done) {
+    return std::string(1, done ? '\1' : '\0');
+}
 
 }  // namespace
 
 BluetoothPeer::BluetoothPeer(PollLoop& pollLoop, EventWriter& eventWriter)
     : loop(pollLoop),
       events(eventWriter),
-      hub(pollLoop, {[this](std::uint8_t device) { events.report("phone-linked", {{"btDeviceId", device}}); },
+      hub(pollLoop, {[this](std::uint8_t device) {
+                         events.report("phone-linked", {{"btDeviceId", device}});
+                     },
                      [this](std::uint8_t device, std::string_view bytes) { onPhoneBytes(device, bytes); },
-                     [this](std::uint8_t device) { events.report("phone-gone", {{"btDeviceId", device}}); }}),
+                     [this](std::uint8_t device) {
+                         events.report("phone-gone", {{"btDeviceId", device}});
+                     }}),
       link(pollLoop, {kToReceiver, kFromReceiver},
            {[this](std::string_view payload) { onReplied(payload); },
             [this](std::string_view payload) { onReceived(payload); },
@@ -51,7 +57,8 @@ OrderBook::Table BluetoothPeer::orders() {
 /// "announced" is the length word; without it the frame is a proper one.
 void BluetoothPeer::sendFrame(const Json& order) {
     const std::string payload = bytesOfHex(textField(order, "bytes"));
-    const auto announced = numberField<std::uint32_t>(order, "announced", static_cast<std::uint32_t>(payload.size()));
+    const auto announced =
+        numberField<std::uint32_t>(order, "announced", static_cast<std::uint32_t>(payload.size()));
     if (!link.sendBytes(encodeFrame(announced, payload))) {
         throw JsonError("the receiver is not there");
     }
@@ -71,7 +78,9 @@ void BluetoothPeer::dropPhone(const Json& order) {
     }
 }
 
-void BluetoothPeer::onReplied(std::string_view payload) { events.report("reply", {{"bytes", hexOfBytes(payload)}}); }
+void BluetoothPeer::onReplied(std::string_view payload) {
+    events.report("reply", {{"bytes", hexOfBytes(payload)}});
+}
 
 void BluetoothPeer::onReceived(std::string_view payload) {
     bool done = false;

@@ -9,10 +9,11 @@
 
 namespace simulator {
 
-/// The head unit's Bluetooth process: carries the bytes of the phones' RFCOMM channels to the receiver and back, and
-/// drops a channel when the receiver asks for it.
+/// The head unit's Bluetooth process: carries the bytes of the phones' RFCOMM channels to the receiver and
+/// back, and drops a channel when the receiver asks for it.
 ///
-/// What a phone sends while the receiver is not there is lost, as over a dead bridge. Runs on the loop's thread alone.
+/// What a phone sends while the receiver is not there is lost, as over a dead bridge. Runs on the loop's
+/// thread alone.
 class BluetoothPeer {
 public:
     /// Listens for the receiver and the phones and begins to knock at the receiver, in the working directory.

@@ -14,18 +14,8 @@ namespace {
 
 using namespace wifi_projection_protocol;  // the message classes, named in full they hide the table
 
-std::uint8_t device(const Json& fields) { return numberField<std::uint8_t>(fields, "btDeviceId", 0); }
-
-const Json& listField(const Json& fields, const char* name) {
-    static const Json kEmpty = Json::array();
-    const auto found = fields.find(name);
-    if (found == fields.end()) {
-        return kEmpty;
-    }
-    if (!found->is_array()) {
-        throw JsonError("\"" + std::string(name) + "\" has to be a list");
-    }
-    return *found;
+std::uint8_t device(const Json& fields) {
+    return numberField<std::uint8_t>(fields, "btDeviceId", 0);
 }
 
 std::vector<unsigned int> channelList(const Json& fields) {
@@ -62,7 +52,8 @@ std::string startProtocol(const Json& fields) {
     const auto channelType = numberField<std::uint32_t>(fields, "channelType", 0);
     StartWifiProjectionProtocolSerializer message(
         static_cast<wifi_discovery::WifiChannelType>(channelType), channelList(fields), headUnitInfo(fields),
-        textField(fields, "sslCertificate"), textField(fields, "sslPrivateKey"), textField(fields, "sslCaCertificate"));
+        textField(fields, "sslCertificate"), textField(fields, "sslPrivateKey"),
+        textField(fields, "sslCaCertificate"));
     return payloadOf(message);
 }
 
@@ -74,13 +65,15 @@ std::string setPortInfo(const Json& fields) {
 
 std::string setWifiInfo(const Json& fields) {
     SetWifiInfoSerializer message(textField(fields, "wifiInfo1"), textField(fields, "wifiInfo2"),
-                                  textField(fields, "wifiInfo3"), numberField<std::uint32_t>(fields, "wifiInfo4", 0));
+                                  textField(fields, "wifiInfo3"),
+                                  numberField<std::uint32_t>(fields, "wifiInfo4", 0));
     return payloadOf(message);
 }
 
 std::string startProjection(const Json& fields) {
     const auto reason = numberField<std::uint32_t>(fields, "reason", 0);
-    StartProjectionSerializer message(device(fields), static_cast<wifi_discovery::StartRequestReason>(reason));
+    StartProjectionSerializer message(device(fields),
+                                      static_cast<wifi_discovery::StartRequestReason>(reason));
     return payloadOf(message);
 }
 
@@ -92,7 +85,8 @@ std::string replyCanStart(const Json& fields) {
 }
 
 std::string addDevice(const Json& fields) {
-    AddDeviceInfoSerializer message(device(fields), textField(fields, "deviceInfo1"), textField(fields, "deviceInfo2"));
+    AddDeviceInfoSerializer message(device(fields), textField(fields, "deviceInfo1"),
+                                    textField(fields, "deviceInfo2"));
     return payloadOf(message);
 }
 
@@ -117,8 +111,9 @@ constexpr std::array<Command, 10> kCommands{{
 }  // namespace
 
 std::string buildCommand(std::int32_t messageId, const Json& fields) {
-    const auto* const found = std::find_if(kCommands.begin(), kCommands.end(),
-                                           [messageId](const Command& command) { return command.id == messageId; });
+    const auto* const found =
+        std::find_if(kCommands.begin(), kCommands.end(),
+                     [messageId](const Command& command) { return command.id == messageId; });
     if (found != kCommands.end()) {
         return found->build(fields);
     }
@@ -126,10 +121,13 @@ std::string buildCommand(std::int32_t messageId, const Json& fields) {
     return payloadOf(message);
 }
 
-bool isReplied(std::int32_t messageId) { return messageId != StartWifiProjectionProtocolSerializer::kMessageId; }
+bool isReplied(std::int32_t messageId) {
+    return messageId != StartWifiProjectionProtocolSerializer::kMessageId;
+}
 
 std::string buildKeyAnswer(const Json& fields) {
-    ResGetSecureSslKeySerializer message(textField(fields, "sslCertificate"), textField(fields, "sslPrivateKey"),
+    ResGetSecureSslKeySerializer message(textField(fields, "sslCertificate"),
+                                         textField(fields, "sslPrivateKey"),
                                          textField(fields, "sslCaCertificate"));
     return payloadOf(message);
 }

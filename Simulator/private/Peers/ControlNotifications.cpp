@@ -35,7 +35,9 @@ Json fieldsOf(const OnWifiConnectStatusSerializer& message) {
     return {{"btDeviceId", message.btDeviceId}, {"status", message.status}, {"text", message.text}};
 }
 
-Json fieldsOf(const ReqGetSecureSslKeySerializer&) { return Json::object(); }
+Json fieldsOf(const ReqGetSecureSslKeySerializer&) {
+    return Json::object();
+}
 
 /// The messages whose only field is the device.
 template <typename Message>

@@ -13,7 +13,8 @@ namespace {
 
 constexpr const char* kToReceiver = "WPP_SOCKET_TO_WPP";
 constexpr const char* kFromReceiver = "WPP_SOCKET_FROM_WPP";
-constexpr std::int32_t kReplyCanStart = wifi_projection_protocol::ReplyCanStartProjectionSerializer::kMessageId;
+constexpr std::int32_t kReplyCanStart =
+    wifi_projection_protocol::ReplyCanStartProjectionSerializer::kMessageId;
 constexpr std::int32_t kCanStart = wifi_projection_protocol::CanStartProjectionSerializer::kMessageId;
 constexpr std::int32_t kKeyRequest = wifi_projection_protocol::ReqGetSecureSslKeySerializer::kMessageId;
 constexpr std::int32_t kWrongKeyAnswer = wifi_projection_protocol::OnReadyForProjectionSerializer::kMessageId;
@@ -64,7 +65,8 @@ void ControllerPeer::send(const Json& order) {
 /// "announced" is the length word; without it the frame is a proper one.
 void ControllerPeer::sendFrame(const Json& order) {
     const std::string payload = payloadField(order);
-    const auto announced = numberField<std::uint32_t>(order, "announced", static_cast<std::uint32_t>(payload.size()));
+    const auto announced =
+        numberField<std::uint32_t>(order, "announced", static_cast<std::uint32_t>(payload.size()));
     if (!link.sendBytes(encodeFrame(announced, payload))) {
         throw JsonError("the receiver is not there");
     }

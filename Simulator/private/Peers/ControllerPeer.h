@@ -11,11 +11,11 @@
 
 namespace simulator {
 
-/// The head unit's controller process: sends the commands that it is ordered to send, acknowledges notifications and
-/// answers the receiver's questions.
+/// The head unit's controller process: sends the commands that it is ordered to send, acknowledges
+/// notifications and answers the receiver's questions.
 ///
-/// Until ordered otherwise it acknowledges at once, answers "may it start" with 1, and answers the request for TLS
-/// material with three empty texts. Runs on the loop's thread alone.
+/// Until ordered otherwise it acknowledges at once, answers "may it start" with 1, and answers the request
+/// for TLS material with three empty texts. Runs on the loop's thread alone.
 class ControllerPeer {
 public:
     /// Listens for the receiver and begins to knock at it, in the working directory.
@@ -43,9 +43,9 @@ private:
 
     PollLoop& loop;
     EventWriter& events;
-    std::deque<std::int32_t> awaitingReply;                            // ids of the commands on their way
+    std::deque<std::int32_t> awaitingReply;                             // ids of the commands on their way
     std::optional<std::string> acknowledgement = std::string(1, '\1');  // empty: never acknowledges
-    std::optional<std::int32_t> canStart = 1;                          // empty: never answers
+    std::optional<std::int32_t> canStart = 1;                           // empty: never answers
     Milliseconds canStartDelay{0};
     std::optional<std::string> keyAnswer;  // payload; empty: never answers
     ReceiverLink link;

@@ -7,8 +7,8 @@
 
 namespace simulator {
 
-/// Reports what happens at a peer: one JSON object a line, with the event's name and the time of the monotonic
-/// clock in seconds first and its details behind. Each line is flushed.
+/// Reports what happens at a peer: one JSON object a line, with the event's name and the time of the
+/// monotonic clock in seconds first and its details behind. Each line is flushed.
 class EventWriter {
 public:
     explicit EventWriter(std::ostream& output) : out(output) {}

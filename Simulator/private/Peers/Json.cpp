@@ -61,6 +61,18 @@ std::int64_t numberField(const Json& object, const char* name, std::int64_t fall
     return value;
 }
 
+const Json& listField(const Json& object, const char* name) {
+    static const Json kEmpty = Json::array();
+    const auto found = object.find(name);
+    if (found == object.end()) {
+        return kEmpty;
+    }
+    if (!found->is_array()) {
+        wrong(name, "has to be a list");
+    }
+    return *found;
+}
+
 std::string bytesOfHex(std::string_view hex) {
     if (hex.size() % 2 != 0) {
         throw JsonError("an odd count of hexadecimal digits");

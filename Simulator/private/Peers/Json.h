@@ -18,8 +18,8 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The text of a field; `fallback` when there is none. A text that begins with '@' stands for the content of the
-/// file named behind it. @throws JsonError when it is no text or the file cannot be read.
+/// The text of a field; `fallback` when there is none. A text that begins with '@' stands for the content of
+/// the file named behind it. @throws JsonError when it is no text or the file cannot be read.
 std::string textField(const Json& object, const char* name, const std::string& fallback = {});
 
 /// The yes or no of a field; `fallback` when there is none. @throws JsonError when it is neither.
@@ -37,6 +37,9 @@ Integer numberField(const Json& object, const char* name, Integer fallback) {
     return static_cast<Integer>(numberField(object, name, std::int64_t{fallback}, std::int64_t{Limits::min()},
                                             std::int64_t{Limits::max()}));
 }
+
+/// The list of a field; an empty one when there is none. @throws JsonError when it is no list.
+const Json& listField(const Json& object, const char* name);
 
 /// Bytes from pairs of hexadecimal digits. @throws JsonError when the text is none.
 std::string bytesOfHex(std::string_view hex);

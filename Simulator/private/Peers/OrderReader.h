@@ -8,7 +8,8 @@
 
 namespace simulator {
 
-/// Reads orders from a descriptor until its end, then stops the loop: a peer goes when whoever orders it goes.
+/// Reads orders from a descriptor until its end, then stops the loop: a peer goes when whoever orders it
+/// goes.
 class OrderReader {
 public:
     /// Takes over `descriptor`.

@@ -13,7 +13,9 @@ ReceiverLink::ReceiverLink(PollLoop& pollLoop, Names socketNames, Handlers linkH
     connector.start();
 }
 
-bool ReceiverLink::send(std::string_view payload) { return sendBytes(encodeFrame(payload)); }
+bool ReceiverLink::send(std::string_view payload) {
+    return sendBytes(encodeFrame(payload));
+}
 
 bool ReceiverLink::sendBytes(std::string_view bytes) {
     if (!toReceiver) {
@@ -30,12 +32,14 @@ void ReceiverLink::answer(std::string_view payload) {
 }
 
 void ReceiverLink::onConnected(UniqueFd fd) {
-    toReceiver = std::make_unique<FramedSocket>(loop, std::move(fd), handlers.replied, [this] { onServerGone(); });
+    toReceiver =
+        std::make_unique<FramedSocket>(loop, std::move(fd), handlers.replied, [this] { onServerGone(); });
     handlers.changed(names.toReceiver, true);
 }
 
 void ReceiverLink::onAccepted(UniqueFd fd) {
-    fromReceiver = std::make_unique<FramedSocket>(loop, std::move(fd), handlers.received, [this] { onClientGone(); });
+    fromReceiver =
+        std::make_unique<FramedSocket>(loop, std::move(fd), handlers.received, [this] { onClientGone(); });
     handlers.changed(names.fromReceiver, true);
 }
 

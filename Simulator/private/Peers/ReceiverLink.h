@@ -13,9 +13,9 @@ namespace simulator {
 
 /// A peer's pair of sockets with the receiver, the same for the controller and the Bluetooth process.
 ///
-/// On one, where the receiver listens, the peer sends messages and the receiver replies with one byte; on the other,
-/// where the peer listens, the receiver sends and the peer answers. Both come up by themselves, in any order, and again
-/// after the receiver has gone and another has come. The handlers run from within the loop.
+/// On one, where the receiver listens, the peer sends messages and the receiver replies with one byte; on the
+/// other, where the peer listens, the receiver sends and the peer answers. Both come up by themselves, in any
+/// order, and again after the receiver has gone and another has come. The handlers run from within the loop.
 class ReceiverLink {
 public:
     struct Names {
@@ -23,8 +23,10 @@ public:
         std::string fromReceiver;  ///< the peer listens there
     };
     struct Handlers {
-        std::function<void(std::string_view payload)> replied;   ///< to what send() has sent, in the same order
-        std::function<void(std::string_view payload)> received;  ///< a message of the receiver, to be answered
+        std::function<void(std::string_view payload)>
+            replied;  ///< to what send() has sent, in the same order
+        std::function<void(std::string_view payload)>
+            received;  ///< a message of the receiver, to be answered
         std::function<void(const std::string& socket, bool up)> changed;
     };
 

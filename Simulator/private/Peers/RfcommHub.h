@@ -15,9 +15,9 @@ namespace simulator {
 /// The local socket that stands for the radio between the Bluetooth process and the phones.
 inline constexpr const char* kRfcommSocketName = "SIM_SOCKET_RFCOMM";
 
-/// Where the phones' RFCOMM channels end: a phone connects, says its device id in one byte, and everything behind is
-/// the channel's bytes, both ways. One link for each device id; a new one replaces the old one. The handlers run
-/// from within the loop.
+/// Where the phones' RFCOMM channels end: a phone connects, says its device id in one byte, and everything
+/// behind is the channel's bytes, both ways. One link for each device id; a new one replaces the old one. The
+/// handlers run from within the loop.
 class RfcommHub {
 public:
     struct Handlers {
