@@ -7,12 +7,12 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <string>
 
 #include "Diagnostics/QMLog.h"
 #include "Foundation/QMThreadMng.h"
 #include "Foundation/QMWatchDog.h"
 #include "Pattern/QMSingleton.h"
+#include "Utility/QMString.h"
 
 namespace {
 
@@ -24,10 +24,11 @@ std::atomic<std::uint8_t> initialised{0};
 char processNameStore[kProcessNameSize];
 QMThreadMng* threadMng = nullptr;
 
-/// The text that the system log keeps a pointer to while it is open.
-std::string& systemLogIdentity() {
-    static std::string identity;
-    return identity;
+/// The text that the system log keeps a pointer to while it is open. It is never destroyed, since a process
+/// that ends without qm_FwTerminate may log until its very end.
+QMString& systemLogIdentity() {
+    static QMString* const identity = new QMString;
+    return *identity;
 }
 
 void storeProcessName(const char* name) {
@@ -40,8 +41,8 @@ void storeProcessName(const char* name) {
 }
 
 void openSystemLog() {
-    systemLogIdentity() = processNameStore;
-    openlog(systemLogIdentity().c_str(), LOG_PID | LOG_CONS | LOG_NDELAY, LOG_USER);
+    systemLogIdentity() = QMString(processNameStore, QM_CODE_PAGE_UTF8);
+    openlog(systemLogIdentity().ToCHAR(QM_CODE_PAGE_UTF8), LOG_PID | LOG_CONS | LOG_NDELAY, LOG_USER);
 }
 
 bool startServices() {
