@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -45,8 +44,6 @@ int run(const CommandLine& commandLine) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // A peer that goes away is reported by the failing write, not by a signal that ends the program.
-    std::signal(SIGPIPE, SIG_IGN);
     try {
         int exitStatus = 0;
         const std::string ownPath = std::filesystem::read_symlink("/proc/self/exe").string();

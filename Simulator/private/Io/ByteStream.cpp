@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 namespace simulator {
@@ -11,6 +12,12 @@ namespace simulator {
 namespace {
 
 constexpr std::size_t kReceiveChunk = 65536;
+
+/// A peer that has gone is learned from the failing write, not from a signal that ends the program.
+void ignoreSigPipe() {
+    static const auto former = std::signal(SIGPIPE, SIG_IGN);
+    static_cast<void>(former);
+}
 
 bool wouldBlock(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
@@ -24,6 +31,7 @@ ByteStream::ByteStream(PollLoop& pollLoop, UniqueFd descriptor, BytesHandler byt
       fd(std::move(descriptor)),
       onBytes(std::move(bytesHandler)),
       onClosed(std::move(closedHandler)) {
+    ignoreSigPipe();
     loop.watch(fd.get(), POLLIN, [this](short events) { onReady(events); });
 }
 
@@ -64,7 +72,7 @@ void ByteStream::onReady(short events) {
     }
 }
 
-// Writes as to a file, so that pipes serve as well as sockets; SIGPIPE is ignored by the whole program.
+// Writes as to a file, so that pipes serve as well as sockets.
 void ByteStream::flush() {
     while (!outgoing.empty()) {
         const ssize_t count = ::write(fd.get(), outgoing.data(), outgoing.size());

@@ -13,7 +13,8 @@ namespace simulator {
 /// in a buffer until the peer takes them.
 ///
 /// Open until the peer or close() ends it; the closed handler runs once, and not after close(). Both handlers
-/// run from within the loop and may destroy the stream. The loop has to outlive it.
+/// run from within the loop and may destroy the stream. The loop has to outlive it. The first stream ignores
+/// SIGPIPE for the whole process.
 class ByteStream {
 public:
     using BytesHandler = std::function<void(std::string_view bytes)>;

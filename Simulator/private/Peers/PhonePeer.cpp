@@ -17,6 +17,7 @@ using phone_protocol::PhoneMessage;
 
 constexpr std::uint16_t kReceiverPort = 30516;
 constexpr std::int64_t kLongestDelayMs = 600000;
+constexpr Milliseconds kTcpRetryPeriod{20};
 
 template <typename Value>
 const Value& choose(const std::map<std::string, Value>& choices, const Json& order, const char* field,
@@ -82,23 +83,38 @@ void PhonePeer::connectRfcomm() {
     events.report("rfcomm-connected");
 }
 
+/// With "patience_ms" a refusal is no end yet: the receiver's server opens a moment after its protocol has
+/// started.
 void PhonePeer::connectTcp(const Json& order) {
-    const TcpLink::Address address{textField(order, "host", "127.0.0.1"),
-                                   numberField<std::uint16_t>(order, "port", kReceiverPort),
-                                   textField(order, "bind")};
-    const TlsCredentials credentials{textField(order, "certificate"), textField(order, "privateKey"),
-                                     textField(order, "caCertificate")};
+    const TcpAttempt attempt{
+        {textField(order, "host", "127.0.0.1"), numberField<std::uint16_t>(order, "port", kReceiverPort),
+         textField(order, "bind")},
+        mannerOf(order),
+        {textField(order, "certificate"), textField(order, "privateKey"), textField(order, "caCertificate")},
+        Deadline(Milliseconds(numberField(order, "patience_ms", 0, 0, kLongestDelayMs)))};
+    loop.cancel(tcpRetry);
+    events.report(
+        "tcp-connecting",
+        {{"host", attempt.address.host}, {"port", attempt.address.port}, {"bind", attempt.address.bindTo}});
+    openTcp(attempt);
+}
+
+void PhonePeer::openTcp(const TcpAttempt& attempt) {
     tcpDecoder = {};
-    events.report("tcp-connecting",
-                  {{"host", address.host}, {"port", address.port}, {"bind", address.bindTo}});
+    tcpConnected = false;
     tcp = std::make_unique<TcpLink>(
-        loop, address, mannerOf(order), credentials,
-        TcpLink::Handlers{[this] { events.report("tcp-connected"); },
+        loop, attempt.address, attempt.manner, attempt.credentials,
+        TcpLink::Handlers{[this] { onTcpConnected(); },
                           [this](const std::string& version) {
                               events.report("tls-done", {{"version", version}});
                           },
                           [this](std::string_view plain) { onBytes(Way::kTcp, plain); },
-                          [this](const std::string& reason) { onTcpEnded(reason); }});
+                          [this, attempt](const std::string& reason) { onTcpEnded(attempt, reason); }});
+}
+
+void PhonePeer::onTcpConnected() {
+    tcpConnected = true;
+    events.report("tcp-connected");
 }
 
 void PhonePeer::sendHello(const Json& order) {
@@ -147,6 +163,7 @@ void PhonePeer::sendBytes(const Json& order) {
 }
 
 void PhonePeer::close(const Json& order) {
+    loop.cancel(tcpRetry);
     if (wayOf(order) == Way::kRfcomm) {
         rfcomm.reset();
     } else if (tcp) {
@@ -202,8 +219,12 @@ void PhonePeer::answerStart() {
     events.report("start-answered", {{"result", *startResult}});
 }
 
-void PhonePeer::onTcpEnded(const std::string& reason) {
+void PhonePeer::onTcpEnded(const TcpAttempt& attempt, const std::string& reason) {
     tcp.reset();
+    if (!tcpConnected && !attempt.patience.passed()) {
+        tcpRetry = loop.after(kTcpRetryPeriod, [this, attempt] { openTcp(attempt); });
+        return;
+    }
     events.report("tcp-closed", {{"reason", reason}});
 }
 

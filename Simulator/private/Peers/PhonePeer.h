@@ -36,11 +36,21 @@ public:
 private:
     enum class Way { kRfcomm, kTcp };
 
+    /// What a TCP connection is ordered to be; a refused one is tried again until `patience` is over.
+    struct TcpAttempt {
+        TcpLink::Address address;
+        TcpManner manner = TcpManner::kTls;
+        TlsCredentials credentials;
+        Deadline patience;
+    };
+
     static Way wayOf(const Json& order);
     static const char* nameOf(Way way) { return way == Way::kRfcomm ? "rfcomm" : "tcp"; }
 
     void connectRfcomm();
     void connectTcp(const Json& order);
+    void openTcp(const TcpAttempt& attempt);
+    void onTcpConnected();
     void sendHello(const Json& order);
     void sendWifiVersion(const Json& order);
     void sendWifiStatus(const Json& order);
@@ -55,7 +65,7 @@ private:
     void onBytes(Way way, std::string_view bytes);
     void onMessage(Way way, const std::string& serialised);
     void answerStart();
-    void onTcpEnded(const std::string& reason);
+    void onTcpEnded(const TcpAttempt& attempt, const std::string& reason);
 
     PollLoop& loop;
     EventWriter& events;
@@ -66,6 +76,8 @@ private:
     phone_protocol::PhoneMessageDecoder tcpDecoder;
     std::unique_ptr<ByteStream> rfcomm;
     std::unique_ptr<TcpLink> tcp;
+    bool tcpConnected = false;
+    PollLoop::TimerId tcpRetry = 0;
 };
 
 }  // namespace simulator

@@ -71,6 +71,12 @@ PeerEvent Road::prove(const Expectation& expectation) {
     return event;
 }
 
+void Road::forget(const Expectation& expectation) {
+    const auto found = processes.find(expectation.from);
+    while (found != processes.end() && found->second->take(expectation)) {
+    }
+}
+
 void Road::refuse(const Expectation& expectation, const std::string& complaint) {
     loop.step(Milliseconds(0));
     if (process(expectation.from).take(expectation)) {

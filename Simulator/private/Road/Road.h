@@ -65,6 +65,9 @@ public:
     /// As await, and the event's time counts for the stage.
     PeerEvent prove(const Expectation& expectation);
 
+    /// Drops the events already reported that match, so that a later wait gets a new one.
+    void forget(const Expectation& expectation);
+
     /// Takes an event that must not be there. @throws StageFailure when it is.
     void refuse(const Expectation& expectation, const std::string& complaint);
 

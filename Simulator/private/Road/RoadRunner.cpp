@@ -30,7 +30,7 @@ std::vector<std::string> namesOf(const std::vector<ScenarioStage>& course) {
 
 std::string secondsText(double seconds) {
     char text[32];
-    std::snprintf(text, sizeof(text), "%8.3f s", seconds);
+    std::snprintf(text, sizeof(text), "%9.3f s", seconds);
     return text;
 }
 
@@ -76,10 +76,17 @@ void RoadRunner::takeStage(Road& road, const ScenarioStage& stage) {
     if (const std::optional<std::string> complaint = stages.reach(stage.name, times)) {
         throw StageFailure(*complaint);
     }
-    printReached(stage.name, times.last - begin);
+    printReached(stage.name, times);
 }
 
+/// What was reported before the stage's orders is no proof of what they do; a stage without orders waits for
+/// what earlier ones have set off.
 void RoadRunner::takeOwnStage(Road& road, const ScenarioStage& stage) {
+    for (const Expectation& expectation : stage.expectations) {
+        if (!stage.orders.empty()) {
+            road.forget(expectation);
+        }
+    }
     for (const ScenarioOrder& order : stage.orders) {
         road.order(order.to, order.order);
     }
@@ -88,8 +95,14 @@ void RoadRunner::takeOwnStage(Road& road, const ScenarioStage& stage) {
     }
 }
 
-void RoadRunner::printReached(const std::string& name, double time) {
-    out << "[" << secondsText(time) << "] " << name << std::endl;
+/// Of many phones the line's time is the first one's, the one that the order of the stages goes by.
+void RoadRunner::printReached(const std::string& name, const StageTimes& times) {
+    if (options.scenario.phones == 1) {
+        out << "[" << secondsText(times.last - begin) << "] " << name << std::endl;
+    } else {
+        out << "[" << secondsText(times.first - begin) << "] " << name << ", last phone"
+            << secondsText(times.last - begin) << std::endl;
+    }
 }
 
 int RoadRunner::printEnd() {

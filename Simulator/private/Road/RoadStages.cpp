@@ -34,6 +34,7 @@ constexpr int kStartResult = 1;     // what the phone answers; 0 stands for no a
 constexpr int kCanStartAnswer = 1;  // what the controller answers
 constexpr int kWifiJoined = 0;
 constexpr const char* kWifiText = "joined";
+constexpr int kConnectPatienceMs = 5000;  // the receiver's server opens a moment after the protocol
 constexpr Milliseconds kTerminateLimit{2000};
 
 Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
@@ -83,6 +84,7 @@ Json expectedSettings(const Road& road, const char* way) {
 /// The phone's RFCOMM channel has to stand on both sides before the phone says hello: what comes earlier is
 /// lost.
 void connectRfcomm(Road& road, const RoadPhone& phone) {
+    road.forget(event(phone.name, "rfcomm-closed"));
     road.order(phone.name, {{"order", "connect-rfcomm"}});
     road.await(event(Road::kBluetooth, "phone-linked", {{"btDeviceId", phone.device}}));
     commandFor(road, kRfcommConnected, phone);
@@ -94,9 +96,13 @@ void proveSettings(Road& road, const RoadPhone& phone, const char* way) {
 }
 
 void connectTcp(Road& road, const RoadPhone& phone) {
+    for (const char* const earlier : {"tcp-connecting", "tcp-connected", "tls-done", "tcp-closed"}) {
+        road.forget(event(phone.name, earlier));
+    }
     road.order(phone.name, {{"order", "connect-tcp"},
                             {"port", 30516},
                             {"bind", phone.address},
+                            {"patience_ms", kConnectPatienceMs},
                             {"certificate", "@phone.pem"},
                             {"privateKey", "@phone.key"},
                             {"caCertificate", "@ca.pem"}});

@@ -21,7 +21,6 @@ SignalWatch::SignalWatch(PollLoop& pollLoop, Handlers signalHandlers)
         throw std::system_error(errno, std::generic_category(), "signalfd");
     }
     ::pthread_sigmask(SIG_BLOCK, &watched, &former);
-    ::signal(SIGPIPE, SIG_IGN);
     loop.watch(fd.get(), POLLIN, [this](short) { onReady(); });
 }
 

@@ -10,7 +10,7 @@
 namespace simulator {
 
 /// Turns SIGINT, SIGTERM and SIGCHLD into calls from within a poll loop. The three are blocked in the thread
-/// that makes it for as long as it lives, and SIGPIPE is ignored from then on.
+/// that makes it for as long as it lives.
 class SignalWatch {
 public:
     struct Handlers {
