@@ -61,12 +61,12 @@ void Supervisor::finish(Entries::iterator entry) {
 
 void Supervisor::supervise() {
     Lock lock(mutex);
-    while (!stopping || !entries.empty()) {
+    for (;;) {
         due = false;
         joinEnded(lock);
         endLate(lock);
-        if (due) {
-            continue;
+        if (stopping && entries.empty()) {
+            return;
         }
         const auto deadline = nextDeadline();
         if (deadline == Supervised::kNoDeadline) {

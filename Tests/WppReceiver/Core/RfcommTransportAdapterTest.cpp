@@ -172,7 +172,8 @@ protected:
 
     std::size_t disconnects() {
         const auto ids = process->ids();
-        return static_cast<std::size_t>(std::count(ids.begin(), ids.end(), DisconnectSppSerializer::kMessageId));
+        return static_cast<std::size_t>(
+            std::count(ids.begin(), ids.end(), DisconnectSppSerializer::kMessageId));
     }
 
     wpp_test::TemporaryDirectory directory;
@@ -186,7 +187,7 @@ TEST_F(ConnectedRfcommTransport, AWriteSendsTheBytesAndReturnsTheReplysValue) {
 
     ASSERT_THAT(process->frames(), SizeIs(1));
     SendSppDataSerializer message;
-    const Bytes frame = process->frames()[0];
+    const std::string frame = process->frames()[0];
     message.deserialize(frame.data(), static_cast<unsigned>(frame.size()));
     EXPECT_EQ(message.messageId, SendSppDataSerializer::kMessageId);
     EXPECT_EQ(message.btDeviceId, 2);
@@ -206,7 +207,7 @@ TEST_F(ConnectedRfcommTransport, ASecondCloseSendsNoSecondDisconnect) {
 
     ASSERT_THAT(process->frames(), SizeIs(1));
     DisconnectSppSerializer message;
-    const Bytes frame = process->frames()[0];
+    const std::string frame = process->frames()[0];
     message.deserialize(frame.data(), static_cast<unsigned>(frame.size()));
     EXPECT_EQ(message.btDeviceId, 2);
     EXPECT_EQ(message.uuid, kUuid);

@@ -23,7 +23,6 @@ using wifi_projection_protocol::WifiProjectionProtocolTcpServer;
 using wpp_test::connectTo;
 using wpp_test::freePort;
 using wpp_test::listenOn;
-using wpp_test::portOf;
 using wpp_test::Stopwatch;
 using wpp_test::waitUntil;
 using namespace std::chrono_literals;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <optional>
 
@@ -16,15 +17,18 @@
 
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Optional;
 using testing::SizeIs;
 using wifi_projection_protocol::DisconnectSppSerializer;
 using wifi_projection_protocol::RecvSppDataSerializer;
 using wifi_projection_protocol::SendSppDataSerializer;
 using wifi_projection_protocol::SppReceivedData;
 using wpp_test::FramedPeer;
-using Bytes = std::vector<std::uint8_t>;
+using Bytes = std::string;
+
+const Bytes kHandled(1, '\1');
+const Bytes kNotHandled(1, '\0');
 
 /// Copies the records that it is notified of.
 class Observer final : public QMObserver_ {
@@ -40,9 +44,15 @@ public:
     unsigned update(unsigned event, const void* data, int size) override {
         const auto& record = *static_cast<const SppReceivedData*>(data);
         std::lock_guard guard(mutex);
-        list.push_back({event, size, record.btDeviceId, record.uuid, {record.data, record.data + record.length}});
+        list.push_back(
+            {event, size, record.btDeviceId, record.uuid, Bytes(record.data, record.data + record.length)});
+        if (onUpdate) {
+            onUpdate();
+        }
         return 7;
     }
+
+    std::function<void()> onUpdate;
 
     std::vector<Seen> seen() {
         std::lock_guard guard(mutex);
@@ -62,7 +72,7 @@ protected:
         directory.enter();
         proxy = Proxy::getInstance();
         proxy->openServer();
-        process.emplace(FramedPeer::connect("WPP_SOCKET_FROM_BT"));
+        process = FramedPeer::connectTo("WPP_SOCKET_FROM_BT");
     }
 
     ~QmcWirelessProjectionBtProxy() override {
@@ -72,25 +82,26 @@ protected:
 
     /// Sends a frame and waits for the reply.
     std::optional<Bytes> exchange(const Bytes& payload) {
-        process->sendFrame(payload);
-        return process->receiveFrame(wpp_test::kGenerousLimit);
+        process.sendFrame(payload);
+        return process.receiveFrame();
     }
 
     template <class Message>
     static Bytes encode(Message& message) {
         message.serialize();
-        return {message.archive.getBuffer(), message.archive.getBuffer() + message.archive.getSize()};
+        return Bytes(message.archive.getBuffer(), message.archive.getBuffer() + message.archive.getSize());
     }
 
     static Bytes sppData(std::uint8_t id, const std::string& uuid, const Bytes& bytes) {
-        RecvSppDataSerializer message(id, uuid, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+        RecvSppDataSerializer message(id, uuid, reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                      static_cast<std::uint32_t>(bytes.size()));
         return encode(message);
     }
 
     wpp_test::LogCapture log;
     wpp_test::TemporaryDirectory directory;
     Proxy* proxy = nullptr;
-    std::optional<FramedPeer> process;
+    FramedPeer process;
     Observer observer;
 };
 
@@ -100,14 +111,14 @@ TEST_F(QmcWirelessProjectionBtProxy, ReceivedDataIsPublishedToEveryObserverAndAn
     proxy->AddObserver(&observer);
     proxy->AddObserver(&other, &kOtherEvent, 1);
 
-    EXPECT_THAT(exchange(sppData(2, "uuid", {1, 2, 3})), testing::Optional(ElementsAre(1)));
+    EXPECT_THAT(exchange(sppData(2, "uuid", "123")), Optional(kHandled));
 
     ASSERT_THAT(observer.seen(), SizeIs(1));
     EXPECT_EQ(observer.seen()[0].event, 0U);
     EXPECT_EQ(observer.seen()[0].size, 16);
     EXPECT_EQ(observer.seen()[0].id, 2);
     EXPECT_EQ(observer.seen()[0].uuid, "uuid");
-    EXPECT_THAT(observer.seen()[0].bytes, ElementsAre(1, 2, 3));
+    EXPECT_EQ(observer.seen()[0].bytes, "123");
     EXPECT_THAT(other.seen(), SizeIs(1));
     proxy->RemoveObserver(&other);
 }
@@ -115,44 +126,44 @@ TEST_F(QmcWirelessProjectionBtProxy, ReceivedDataIsPublishedToEveryObserverAndAn
 TEST_F(QmcWirelessProjectionBtProxy, DataOfLengthZeroIsPublishedAndAnsweredWithOne) {
     proxy->AddObserver(&observer);
 
-    EXPECT_THAT(exchange(sppData(2, "uuid", {})), testing::Optional(ElementsAre(1)));
+    EXPECT_THAT(exchange(sppData(2, "uuid", {})), Optional(kHandled));
     ASSERT_THAT(observer.seen(), SizeIs(1));
     EXPECT_THAT(observer.seen()[0].bytes, IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, WithoutObserversDataIsStillAnsweredWithOne) {
-    EXPECT_THAT(exchange(sppData(2, "uuid", {1})), testing::Optional(ElementsAre(1)));
+    EXPECT_THAT(exchange(sppData(2, "uuid", "1")), Optional(kHandled));
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, AMessageForTheOtherDirectionIsUnknownAndAnsweredWithZero) {
     SendSppDataSerializer message(2, "uuid", nullptr, 0);
 
-    EXPECT_THAT(exchange(encode(message)), testing::Optional(ElementsAre(0)));
+    EXPECT_THAT(exchange(encode(message)), Optional(kNotHandled));
     EXPECT_TRUE(log.contains("[error] onReceivedServerSocket()@QmcWirelessProjectionBtProxy("));
     EXPECT_TRUE(log.contains("*** unknown message! *** messageId[3000] "));
     EXPECT_FALSE(log.contains("processing failed"));
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, AFrameTooShortForAnIdIsUnknown) {
-    EXPECT_THAT(exchange({1, 2}), testing::Optional(ElementsAre(0)));
+    EXPECT_THAT(exchange("ab"), Optional(kNotHandled));
     EXPECT_TRUE(log.contains("buffer size over!"));
     EXPECT_TRUE(log.contains("*** unknown message! *** messageId[-1] "));
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, AFrameOfZeroBytesGetsNoReply) {
-    process->sendFrame({});
-    EXPECT_THAT(exchange(sppData(2, "uuid", {})), testing::Optional(ElementsAre(1)));
-    EXPECT_EQ(process->receiveFrame(std::chrono::milliseconds(150)), std::nullopt);
+    process.sendFrame("");
+    EXPECT_THAT(exchange(sppData(2, "uuid", {})), Optional(kHandled));
+    EXPECT_EQ(process.receiveFrame(std::chrono::milliseconds(150)), std::nullopt);
     EXPECT_TRUE(log.contains("no data::recv size[0]"));
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, ATruncatedMessageIsPublishedWithEmptyFieldsAndAnsweredWithOne) {
     proxy->AddObserver(&observer);
-    Bytes message = sppData(2, "uuid", {1, 2, 3});
+    Bytes message = sppData(2, "uuid", "123");
     message.resize(6);
 
-    EXPECT_THAT(exchange(message), testing::Optional(ElementsAre(1)));
+    EXPECT_THAT(exchange(message), Optional(kHandled));
     ASSERT_THAT(observer.seen(), SizeIs(1));
     EXPECT_EQ(observer.seen()[0].uuid, "");
     EXPECT_THAT(observer.seen()[0].bytes, IsEmpty());
@@ -161,11 +172,11 @@ TEST_F(QmcWirelessProjectionBtProxy, ATruncatedMessageIsPublishedWithEmptyFields
 
 TEST_F(QmcWirelessProjectionBtProxy, ALengthBeyondTheMessageGivesNoBytes) {
     proxy->AddObserver(&observer);
-    Bytes message = sppData(2, "uuid", {1, 2, 3});
+    Bytes message = sppData(2, "uuid", "123");
     const std::size_t lengthAt = message.size() - 7;
-    std::fill_n(message.begin() + static_cast<std::ptrdiff_t>(lengthAt), 4, std::uint8_t{0xFF});
+    std::fill_n(message.begin() + static_cast<std::ptrdiff_t>(lengthAt), 4, '\xFF');
 
-    EXPECT_THAT(exchange(message), testing::Optional(ElementsAre(1)));
+    EXPECT_THAT(exchange(message), Optional(kHandled));
     ASSERT_THAT(observer.seen(), SizeIs(1));
     EXPECT_EQ(observer.seen()[0].uuid, "uuid");
     EXPECT_THAT(observer.seen()[0].bytes, IsEmpty());
@@ -173,16 +184,15 @@ TEST_F(QmcWirelessProjectionBtProxy, ALengthBeyondTheMessageGivesNoBytes) {
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, AReplyThatCannotBeSentIsLogged) {
+    observer.onUpdate = [this] { process.close(); };
     proxy->AddObserver(&observer);
-    process->sendFrame(sppData(2, "uuid", {1}));
-    process->sendFrame(sppData(2, "uuid", {2}));
-    process.reset();
-    ASSERT_TRUE(wpp_test::waitUntil([this] { return observer.seen().size() == 2; }));
+    process.sendFrame(sppData(2, "uuid", "1"));
+    ASSERT_TRUE(log.waitFor("*** message processing failed! *** messageId[4000] "));
+    observer.onUpdate = nullptr;
 
-    FramedPeer next = FramedPeer::connect("WPP_SOCKET_FROM_BT");
-    next.sendFrame(sppData(2, "uuid", {3}));
-    EXPECT_THAT(next.receiveFrame(wpp_test::kGenerousLimit), testing::Optional(ElementsAre(1)));
-    EXPECT_TRUE(log.contains("*** message processing failed! *** messageId[4000] "));
+    FramedPeer next = FramedPeer::connectTo("WPP_SOCKET_FROM_BT");
+    next.sendFrame(sppData(2, "uuid", "3"));
+    EXPECT_THAT(next.receiveFrame(), Optional(kHandled));
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, WithoutAConnectionSendingReturnsZero) {
@@ -204,13 +214,11 @@ TEST_F(QmcWirelessProjectionBtProxy, SendingReturnsTheValueOfTheReplyByte) {
 TEST_F(QmcWirelessProjectionBtProxy, SendSppDataHasTheBytesOfTheLink) {
     wpp_test::AnsweringPeer listening("WPP_SOCKET_TO_BT");
     ASSERT_TRUE(proxy->openClient());
-    const Bytes bytes = {0xAA, 0xBB, 0xCC};
+    const std::vector<std::uint8_t> bytes = {0xAA, 0xBB, 0xCC};
     const std::string uuid = "4DE17A0052CB11E6BDF40800200C9A66";
     EXPECT_EQ(proxy->sendSppData(2, uuid, bytes.data(), 3), 1);
 
-    Bytes expected = {0xB8, 0x0B, 0, 0, 2, 0, 0, 0, 0x20};
-    expected.insert(expected.end(), uuid.begin(), uuid.end());
-    expected.insert(expected.end(), {0, 0, 0, 3, 0xAA, 0xBB, 0xCC});
+    const Bytes expected = Bytes("\xB8\x0B\0\0\x02\0\0\0\x20", 9) + uuid + Bytes("\0\0\0\x03\xAA\xBB\xCC", 7);
     ASSERT_THAT(listening.frames(), SizeIs(1));
     EXPECT_EQ(listening.frames()[0], expected);
     EXPECT_EQ(expected.size(), 48U);

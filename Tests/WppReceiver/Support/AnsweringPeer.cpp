@@ -1,5 +1,7 @@
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -23,7 +25,7 @@ AnsweringPeer::~AnsweringPeer() {
 }
 
 AnsweringPeer::Answer AnsweringPeer::alwaysAnswer(std::uint8_t value) {
-    return [value](const Bytes&) { return Bytes{value}; };
+    return [value](const Bytes&) { return Bytes(1, static_cast<char>(value)); };
 }
 
 std::vector<AnsweringPeer::Bytes> AnsweringPeer::frames() {
@@ -54,18 +56,22 @@ bool AnsweringPeer::waitForId(std::int32_t id) {
 
 void AnsweringPeer::serve() {
     while (!stopping) {
-        std::optional<FramedPeer> connection = listener.accept(kPollPeriod);
-        if (connection) {
-            serveConnection(std::move(*connection));
+        FramedPeer connection = listener.accept(kPollPeriod);
+        if (connection.isConnected()) {
+            serveConnection(connection);
         }
     }
 }
 
-void AnsweringPeer::serveConnection(FramedPeer connection) {
-    while (!stopping && !connection.isClosed()) {
-        std::optional<Bytes> frame = connection.receiveFrame(kPollPeriod);
-        if (!frame) {
+void AnsweringPeer::serveConnection(FramedPeer& connection) {
+    while (!stopping) {
+        pollfd watched{connection.socket(), POLLIN, 0};
+        if (poll(&watched, 1, static_cast<int>(kPollPeriod.count())) <= 0) {
             continue;
+        }
+        std::optional<Bytes> frame = connection.receiveFrame();
+        if (!frame) {
+            return;
         }
         {
             std::lock_guard guard(mutex);

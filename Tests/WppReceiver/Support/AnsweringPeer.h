@@ -19,7 +19,7 @@ namespace wpp_test {
 /// and answers it. Its thread ends with it.
 class AnsweringPeer {
 public:
-    using Bytes = std::vector<std::uint8_t>;
+    using Bytes = std::string;
     /// What to answer to a frame; nothing when it is to stay unanswered.
     using Answer = std::function<std::optional<Bytes>(const Bytes& frame)>;
 
@@ -28,6 +28,7 @@ public:
     AnsweringPeer(const AnsweringPeer&) = delete;
     AnsweringPeer& operator=(const AnsweringPeer&) = delete;
 
+    /// Answers every frame with this one byte.
     static Answer alwaysAnswer(std::uint8_t value);
 
     std::vector<Bytes> frames();
@@ -43,7 +44,7 @@ public:
 
 private:
     void serve();
-    void serveConnection(FramedPeer connection);
+    void serveConnection(FramedPeer& connection);
 
     FramedListener listener;
     const Answer answerOf;

@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace wpp_test {
 
@@ -46,15 +47,15 @@ QMDescriptor listenOn(std::uint16_t port) {
     return result;
 }
 
-std::uint16_t portOf(const QMDescriptor& socket) {
-    sockaddr_in address{};
-    socklen_t length = sizeof(address);
-    getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
-
 std::uint16_t freePort() {
-    return portOf(boundSocket("0.0.0.0", 0));
+    constexpr int kFirst = 20000;
+    constexpr int kCount = 10000;
+    for (int i = 0;; ++i) {
+        const auto port = static_cast<std::uint16_t>(kFirst + (getpid() * 16 + i) % kCount);
+        if (boundSocket("0.0.0.0", port).isValid()) {
+            return port;
+        }
+    }
 }
 
 }  // namespace wpp_test

@@ -11,13 +11,11 @@ namespace wpp_test {
 /// @return the connected socket; none when nobody listens.
 QMDescriptor connectTo(std::uint16_t port, const std::string& fromAddress = "127.0.0.1");
 
-/// A TCP socket that listens on every address. Port 0 takes a free one; portOf tells which.
+/// A TCP socket that listens on every address; none when the port is in use.
 QMDescriptor listenOn(std::uint16_t port);
 
-/// The local port of a socket.
-std::uint16_t portOf(const QMDescriptor& socket);
-
-/// A port that was free a moment ago.
+/// A port that was free a moment ago, below the range that the kernel takes for outgoing connections: a
+/// connection to it can never meet itself.
 std::uint16_t freePort();
 
 }  // namespace wpp_test
