@@ -37,9 +37,12 @@ public:
     /// Closes the socket without a word.
     void vanish();
 
+    /// Asks for another handshake within the connection. @return false when it is refused.
+    bool renegotiate();
+
     int version() const { return SSL_version(ssl.get()); }
 
-    /// OpenSSL's reason code of the last failure; 0 when there was none.
+    /// OpenSSL's reason code of the first failure; 0 when there was none.
     int failureReason() const { return reason; }
 
 private:
@@ -51,7 +54,7 @@ private:
     bool note(int result);
 
     wifi_projection_protocol::FileDescriptor socket;
-    int socketNumber;
+    std::unique_ptr<int> socketNumber;  // looked up by the BIO, which stays where it is when the phone moves
     std::unique_ptr<SSL_CTX, Deleter> context;
     std::unique_ptr<SSL, Deleter> ssl;
     int reason = 0;
