@@ -33,6 +33,8 @@ public:
 
     void restart() { begin = Clock::now(); }
 
+    bool isOver() const { return remainingMs() == 0; }
+
     /// What is left, rounded up so that a wait never ends early; the full limit when it is negative (none).
     int remainingMs() const {
         if (limitMs < 0) {
@@ -133,6 +135,9 @@ private:
             }
             if (!taken.empty()) {
                 return QMEvent::kSignalled;
+            }
+            if (limit.isOver()) {
+                return QMEvent::kTimedOut;
             }
         }
     }
