@@ -215,7 +215,7 @@ TEST(WppReceiverProcess, FiveHundredConnectionsThatComeAndGoLeaveNothingBehind) 
     ASSERT_NE(headUnit.bringUp(1, "phone", "127.0.0.2"), nullptr);
     EXPECT_THAT(headUnit.command(headerOnly(1001)), Optional(kHandled));
     headUnit.start();
-    const std::size_t descriptors = headUnit.process().descriptors();
+    const std::size_t descriptors = headUnit.process().settledDescriptors();
     const std::size_t threads = headUnit.process().threads();
 
     for (int i = 0; i < 500; ++i) {
@@ -247,7 +247,7 @@ TEST(WppReceiverProcess, TwoHundredRoundsOfStartAndStopWithPhonesAttachedLeaveNo
         EXPECT_THAT(headUnit.command(headerOnly(1001)), Optional(kHandled));
     };
     round(true);
-    const std::size_t descriptors = headUnit.process().descriptors();
+    const std::size_t descriptors = headUnit.process().settledDescriptors();
     const std::size_t threads = headUnit.process().threads();
     for (int i = 0; i < 200; ++i) {
         round(i % 4 == 0);

@@ -46,6 +46,8 @@ HeadUnit::HeadUnit(Peers peers)
     directory.enter();
     if (peers == Peers::kListening) {
         listen();
+        controllerPeer->waitForConnection();
+        bluetoothPeer->waitForConnection();
     }
     commands = FramedPeer::connectTo("WPP_SOCKET_TO_WPP");
 }

@@ -33,7 +33,8 @@ public:
     enum class Peers { kListening, kAbsent };
     enum class Tls { kConfigured, kRequested };
 
-    /// Starts the receiver in a directory of its own, which becomes the working directory of the test.
+    /// Starts the receiver in a directory of its own, which becomes the working directory of the test, and
+    /// waits until it is connected to the peers that listen.
     explicit HeadUnit(Peers peers = Peers::kListening);
 
     /// Begins to listen for the receiver's client streams.

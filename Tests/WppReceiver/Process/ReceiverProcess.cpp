@@ -94,6 +94,15 @@ std::size_t ReceiverProcess::threads() const {
     return countEntries("task");
 }
 
+std::size_t ReceiverProcess::settledDescriptors() const {
+    constexpr std::chrono::milliseconds kSeveralPasses{500};
+    std::size_t settled = descriptors();
+    while (waitUntil([&] { return descriptors() != settled; }, kSeveralPasses)) {
+        settled = descriptors();
+    }
+    return settled;
+}
+
 std::string ReceiverProcess::mappedLibrary(const std::string& name) const {
     std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
     for (std::string line; std::getline(maps, line);) {

@@ -35,6 +35,10 @@ public:
     std::size_t descriptors() const;
     std::size_t threads() const;
 
+    /// The number of descriptors once it has stayed the same for several passes of the streams, which see a
+    /// peer's end only at their next one.
+    std::size_t settledDescriptors() const;
+
     /// The file that a library of this name was mapped from, empty when there is none.
     std::string mappedLibrary(const std::string& name) const;
 
