@@ -26,7 +26,7 @@ constexpr unsigned char kSignalByte = 1;
 
 using Clock = std::chrono::steady_clock;
 
-/// Milliseconds of one wait of the kernel; it can be cut short by a waiter that took our signal.
+/// The time limit of one wait, which goes on when another waiter took the signal.
 class WaitLimit {
 public:
     explicit WaitLimit(int timeoutMs) : limitMs(timeoutMs) { restart(); }

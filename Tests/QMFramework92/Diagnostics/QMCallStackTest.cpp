@@ -5,6 +5,7 @@
 #include <syslog.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -64,17 +65,18 @@ TEST(QMCallStack, FramesAreLoggedFromTheInnermostOutwards) {
 }
 
 void dumpBelow(int levels);
-// Called through a pointer that may change, so that every level keeps a frame of its own.
+// Called through a pointer that may change, with work left behind the call, so that each level keeps its
+// frame.
 void (*volatile nextLevel)(int) = &dumpBelow;
+std::atomic<int> levelsLeft{0};
 
 void dumpBelow(int levels) {
-    volatile int keepsTheFrame = levels;
     if (levels == 0) {
         QMCallStack::dumpDirectly(-1);
     } else {
         nextLevel(levels - 1);
     }
-    keepsTheFrame = 0;
+    ++levelsLeft;
 }
 
 TEST(QMCallStack, AtMost256FramesAreLogged) {

@@ -66,9 +66,12 @@ private:
 std::atomic<int> Slow::made{0};
 
 class FailsOnce : public QMSingleton<FailsOnce> {
+public:
+    static bool failed;
+
+private:
     friend class QMSingleton<FailsOnce>;
     FailsOnce() {
-        static bool failed = false;
         if (!failed) {
             failed = true;
             throw std::runtime_error("first try");
@@ -76,6 +79,7 @@ class FailsOnce : public QMSingleton<FailsOnce> {
     }
     ~FailsOnce() = default;
 };
+bool FailsOnce::failed = false;
 
 static_assert(!std::is_copy_constructible_v<First>);
 
@@ -85,6 +89,7 @@ protected:
         events().clear();
         AsksForItself::made = 0;
         Slow::made = 0;
+        FailsOnce::failed = false;
     }
     void TearDown() override { qm_DestroySingletons(); }
 };
