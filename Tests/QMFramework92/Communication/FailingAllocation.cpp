@@ -1,8 +1,24 @@
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 
 #include <atomic>
-#include <cstdlib>
 #include <new>
+
+// The linker directs the program's array allocations here (--wrap) and the names with "real" to the runtime's
+// own operators, whichever runtime that is. The mangled names hold the type of std::size_t.
+#if defined(__LP64__)
+#define WPP_NEW_ARRAY(prefix) prefix##_Znam
+#define WPP_NEW_ARRAY_NOTHROW(prefix) prefix##_ZnamRKSt9nothrow_t
+#else
+#define WPP_NEW_ARRAY(prefix) prefix##_Znaj
+#define WPP_NEW_ARRAY_NOTHROW(prefix) prefix##_ZnajRKSt9nothrow_t
+#endif
+
+extern "C" {
+void* WPP_NEW_ARRAY(__real_)(std::size_t size);
+void* WPP_NEW_ARRAY(__wrap_)(std::size_t size);
+void* WPP_NEW_ARRAY_NOTHROW(__real_)(std::size_t size, const std::nothrow_t& tag);
+void* WPP_NEW_ARRAY_NOTHROW(__wrap_)(std::size_t size, const std::nothrow_t& tag);
+}
 
 namespace {
 
@@ -26,34 +42,16 @@ FailingAllocation::~FailingAllocation() {
 
 }  // namespace wpp_test
 
-// The array forms of this program, all on malloc, so that each can be told to fail.
-
-void* operator new[](std::size_t size) {
+void* WPP_NEW_ARRAY(__wrap_)(std::size_t size) {
     if (size != 0 && size == failingSize) {
         if (failingKind == wpp_test::FailingAllocation::kOtherException) {
             throw NotAStandardException();
         }
         throw std::bad_alloc();
     }
-    void* memory = std::malloc(size);
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    return memory;
+    return WPP_NEW_ARRAY(__real_)(size);
 }
 
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return size != 0 && size == failingSize ? nullptr : std::malloc(size);
-}
-
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-
-void operator delete[](void* memory, const std::nothrow_t&) noexcept {
-    std::free(memory);
+void* WPP_NEW_ARRAY_NOTHROW(__wrap_)(std::size_t size, const std::nothrow_t& tag) {
+    return size != 0 && size == failingSize ? nullptr : WPP_NEW_ARRAY_NOTHROW(__real_)(size, tag);
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -9,8 +10,8 @@
 #include <vector>
 
 #include "Communication/QMLocalSocketClientStream.h"
-#include "Tests/QMFramework92/Communication/DescriptorLimit.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
+#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
@@ -56,9 +57,8 @@ protected:
 using QMLocalSocketClientAsynchronous = QMLocalSocketClientLife;
 
 TEST_F(QMLocalSocketClientLife, SynchronousThreadEndsOnceConnected) {
-    const std::size_t before = threadCount();
     const FramedPeer peer = startAndAccept();
-    EXPECT_TRUE(waitUntil([&] { return threadCount() == before; }));
+    EXPECT_TRUE(waitUntil([] { return !hasThreadNamed("ClientStream_s9"); }));
 }
 
 TEST_F(QMLocalSocketClientLife, EveryDescriptorIsCloseOnExec) {
@@ -69,6 +69,11 @@ TEST_F(QMLocalSocketClientLife, EveryDescriptorIsCloseOnExec) {
             EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0) << descriptor;
         }
     }
+}
+
+TEST_F(QMLocalSocketClientLife, ConnectingThreadCarriesTheStreamsName) {
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    EXPECT_TRUE(waitUntil([] { return hasThreadNamed("ClientStream_s9"); }));
 }
 
 TEST_F(QMLocalSocketClientLife, StopWithoutStartReturns) {
@@ -213,7 +218,7 @@ TEST_F(QMLocalSocketClientLife, StartAndStopFromSeveralThreadsDoNotHang) {
 
 TEST_F(QMLocalSocketClientLife, StreamThatGetsNoSocketLogsAndCanBeRestarted) {
     {
-        const DescriptorLimit none(3);
+        const FailingCall none(SystemCall::kSocket, EMFILE);
         ASSERT_TRUE(recorder.start(stream, "S"));
         EXPECT_TRUE(log.waitFor("MainProc()@QMLocalSocketStream("));
         EXPECT_EQ(log.count("create socket : fail in socket"), 1U);

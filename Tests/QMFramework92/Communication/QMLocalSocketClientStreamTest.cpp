@@ -5,13 +5,14 @@
 #include <syslog.h>
 
 #include <array>
+#include <cerrno>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "Tests/QMFramework92/Communication/DescriptorLimit.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
+#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
@@ -349,7 +350,7 @@ TEST_F(QMLocalSocketClientExchange, RequestToAVanishedPeerIsASendError) {
 
 TEST_F(QMLocalSocketClientExchange, PollThatFailsIsLogged) {
     const FramedPeer peer = startAndAccept();
-    const DescriptorLimit none(0);
+    const FailingCall none(SystemCall::kPoll, EINTR);
     EXPECT_EQ(communicate("question"), 0);
     EXPECT_EQ(log.count("poll: error"), 1U);
 }

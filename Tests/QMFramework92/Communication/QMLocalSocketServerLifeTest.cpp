@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -14,7 +15,7 @@
 
 #include "Communication/QMLocalSocketServerStream.h"
 #include "Foundation/QMEvent.h"
-#include "Tests/QMFramework92/Communication/DescriptorLimit.h"
+#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
@@ -60,20 +61,9 @@ protected:
     QMLocalSocketServerStream stream;
 };
 
-std::string commandNamesOfThreads() {
-    std::string names;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::ifstream file(task.path() / "comm");
-        std::string name;
-        std::getline(file, name);
-        names += name + "\n";
-    }
-    return names;
-}
-
 TEST_F(QMLocalSocketServerLife, ThreadCarriesTheStreamsName) {
     const FramedPeer peer = startAndConnect();
-    EXPECT_THAT(commandNamesOfThreads(), testing::HasSubstr("ServerStream_s9\n"));
+    EXPECT_TRUE(waitUntil([] { return hasThreadNamed("ServerStream_s9"); }));
 }
 
 TEST_F(QMLocalSocketServerLife, EveryDescriptorIsCloseOnExec) {
@@ -204,6 +194,14 @@ TEST_F(QMLocalSocketServerLife, StreamThatCouldNotBindRestarts) {
     EXPECT_TRUE(startAndConnect().isConnected());
 }
 
+TEST_F(QMLocalSocketServerLife, ListenThatFailsIsLoggedAndNothingIsAccepted) {
+    const FailingCall none(SystemCall::kListen, EADDRINUSE);
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    EXPECT_TRUE(log.waitFor("prepareSocket()@QMLocalSocketStream("));
+    EXPECT_EQ(log.count("listen err::S"), 1U);
+    EXPECT_FALSE(FramedPeer::connectTo("S", 50ms).isConnected());
+}
+
 TEST_F(QMLocalSocketServerLife, MissingDirectoryIsABindError) {
     ASSERT_TRUE(recorder.start(stream, "nowhere/S"));
     EXPECT_TRUE(log.waitFor("bind err::nowhere/S  err_no[1] "));
@@ -211,9 +209,9 @@ TEST_F(QMLocalSocketServerLife, MissingDirectoryIsABindError) {
 
 TEST_F(QMLocalSocketServerLife, StreamThatGetsNoSocketLogsAndCanBeRestarted) {
     {
-        const DescriptorLimit none(3);
+        const FailingCall none(SystemCall::kSocket, EMFILE);
         ASSERT_TRUE(recorder.start(stream, "S"));
-        EXPECT_TRUE(log.waitFor(", socket()"));
+        EXPECT_TRUE(log.waitFor("std library error [24 : Too many open files] , socket()"));
         stream.Stop();
     }
     EXPECT_TRUE(startAndConnect().isConnected());
@@ -222,7 +220,7 @@ TEST_F(QMLocalSocketServerLife, StreamThatGetsNoSocketLogsAndCanBeRestarted) {
 TEST_F(QMLocalSocketServerLife, StreamServesAgainAfterDescriptorsRanOut) {
     FramedPeer peer = startAndConnect();
     {
-        const DescriptorLimit none(3);
+        const FailingCall none(SystemCall::kEpollCreate, EMFILE);
         ASSERT_TRUE(peer.sendFrame("waiting"));
     }
     EXPECT_THAT(recorder.frames.waitFor(1), SizeIs(1));
@@ -230,7 +228,7 @@ TEST_F(QMLocalSocketServerLife, StreamServesAgainAfterDescriptorsRanOut) {
 
 TEST_F(QMLocalSocketServerLife, WaitThatFailsAtOnceDoesNotSpin) {
     const FramedPeer peer = startAndConnect();
-    const DescriptorLimit none(3);
+    const FailingCall none(SystemCall::kEpollCreate, EMFILE);
     const std::clock_t before = std::clock();
     std::this_thread::sleep_for(500ms);  // the span over which processor time is measured
     const double seconds = static_cast<double>(std::clock() - before) / CLOCKS_PER_SEC;
@@ -239,10 +237,9 @@ TEST_F(QMLocalSocketServerLife, WaitThatFailsAtOnceDoesNotSpin) {
 
 TEST_F(QMLocalSocketServerLife, AcceptThatKeepsFailingIsLoggedAtTheWaitingPace) {
     const FramedPeer peer = startAndConnect();
-    const auto listening = listeningSockets();
-    ASSERT_THAT(listening, SizeIs(1));
+    const FailingCall none(SystemCall::kAccept, EMFILE);
     const Stopwatch watch;
-    shutdown(listening[0], SHUT_RDWR);
+    const FramedPeer refused = FramedPeer::connectTo("S");
     EXPECT_TRUE(waitUntil([&] { return log.count("accept err") >= 3; }));
     EXPECT_GE(watch.elapsed(), 190ms);
     EXPECT_TRUE(log.contains("acceptSocket()@QMLocalSocketStream("));

@@ -15,7 +15,6 @@
 #include <vector>
 
 #include "Foundation/QMEvent.h"
-#include "Tests/QMFramework92/Communication/DescriptorLimit.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FramedPeer.h"

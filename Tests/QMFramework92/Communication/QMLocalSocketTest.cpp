@@ -5,9 +5,10 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <string>
 
-#include "Tests/QMFramework92/Communication/DescriptorLimit.h"
+#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/Support/Deadline.h"
 
 namespace {
@@ -59,7 +60,7 @@ TEST_F(QMLocalSocketWait, NullArraysAreInvalid) {
 }
 
 TEST_F(QMLocalSocketWait, FailsWithoutAFreeDescriptor) {
-    const wpp_test::DescriptorLimit none(3);
+    const wpp_test::FailingCall none(wpp_test::SystemCall::kEpollCreate, EMFILE);
     EXPECT_EQ(qm_WaitReadable(&pairs[0][0], 1, ready.data(), 2, 100ms), kQMWaitFailed);
 }
 

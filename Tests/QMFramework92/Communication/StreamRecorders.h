@@ -1,5 +1,7 @@
 #pragma once
 
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -96,5 +98,17 @@ public:
     SharedList<std::string> frames;
     SharedList<bool> connections;
 };
+
+/// Whether this process has a thread of this name, of which the system keeps 15 characters.
+inline bool hasThreadNamed(const std::string& name) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(task.path() / "comm");
+        std::string found;
+        if (std::getline(file, found) && found == name) {
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace wpp_test

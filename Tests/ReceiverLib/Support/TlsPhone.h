@@ -47,7 +47,7 @@ public:
 
 private:
     struct Deleter {
-        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+        void operator()(SSL_CTX* tlsContext) const { SSL_CTX_free(tlsContext); }
         void operator()(SSL* tls) const { SSL_free(tls); }
     };
 

@@ -1,7 +1,9 @@
 #include "wifi_projection_protocol/WifiProjectionProtocol.h"
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <thread>
@@ -142,6 +144,16 @@ TEST_F(WifiProjectionProtocol, DescriptorsAndThreadsAreBackAfterTwoHundredConnec
     }
     EXPECT_EQ(countThreads(), threads);
     EXPECT_EQ(countDescriptors(), descriptors);
+}
+
+TEST_F(WifiProjectionProtocol, SharedObjectKeepsThePhoneProtocolToItself) {
+    const auto close = [](void* object) { ::dlclose(object); };
+    const std::unique_ptr<void, decltype(close)> object(
+        ::dlopen("libreceiver-lib-4.2.so", RTLD_NOW | RTLD_NOLOAD), close);
+    ASSERT_TRUE(object);
+    EXPECT_NE(::dlsym(object.get(), "_ZN6common12HeadUnitInfo5ClearEv"), nullptr);
+    EXPECT_EQ(::dlsym(object.get(), "_ZN14phone_protocol5Hello5ClearEv"), nullptr);
+    EXPECT_EQ(::dlsym(object.get(), "_ZN24wifi_projection_protocol14ProtocolEngine4stopEv"), nullptr);
 }
 
 }  // namespace
