@@ -11,6 +11,7 @@
 
 #include "Core/RfcommTransportInputOutput.h"
 #include "LibWpp/SppMessages.h"
+#include "LibWpp/SppReceivedData.h"
 #include "Pattern/QMSingleton.h"
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
 #include "Tests/Support/Deadline.h"

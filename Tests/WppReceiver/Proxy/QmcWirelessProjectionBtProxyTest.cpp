@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "LibWpp/SppMessages.h"
+#include "LibWpp/SppReceivedData.h"
 #include "Pattern/QMSingleton.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"

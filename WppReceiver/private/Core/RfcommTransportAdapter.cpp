@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "LibWpp/SppMessages.h"
+#include "LibWpp/SppReceivedData.h"
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
 
 namespace wifi_projection_protocol {

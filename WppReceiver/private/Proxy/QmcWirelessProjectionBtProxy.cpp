@@ -4,6 +4,7 @@
 
 #include "Diagnostics/QMLog.h"
 #include "LibWpp/SppMessages.h"
+#include "LibWpp/SppReceivedData.h"
 #include "LibWpp/WppIPCMessageHeader.h"
 #include "LibWpp/WppLocalSocketClientStream.h"
 #include "LibWpp/WppLocalSocketServerStream.h"
