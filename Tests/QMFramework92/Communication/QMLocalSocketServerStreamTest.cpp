@@ -142,6 +142,17 @@ TEST_F(QMLocalSocketServerStreamTest, PeerThatClosesBeforeThePayloadLosesTheFram
     EXPECT_THAT(recorder.frames.all(), IsEmpty());
 }
 
+TEST_F(QMLocalSocketServerStreamTest, PeerThatAnnouncesTheLargestFrameAndLeavesDoesNoHarm) {
+    FramedPeer peer = startAndConnect();
+    ASSERT_TRUE(peer.sendBytes(framePrefix(0xFFFFFFFF)));
+    peer.close();
+    EXPECT_THAT(recorder.connections.waitFor(2), SizeIs(2));
+    EXPECT_TRUE(log.contains("recv: error") || log.contains("catch exception."));
+    FramedPeer next = connectNext();
+    ASSERT_TRUE(next.sendFrame("next"));
+    EXPECT_THAT(payloads(1), ElementsAre("next"));
+}
+
 TEST_F(QMLocalSocketServerStreamTest, PeerThatClosesWithinThePrefixIsLoggedAndDropped) {
     FramedPeer peer = startAndConnect();
     ASSERT_TRUE(peer.sendBytes(framePrefix(5).substr(0, 3)));

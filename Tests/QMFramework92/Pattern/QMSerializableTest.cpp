@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Tests/QMFramework92/Pattern/LoadedArchive.h"
 #include "Tests/Support/LogCapture.h"
-#include "Utility/QMString.h"
 
 namespace {
 
@@ -18,24 +18,10 @@ using QMSerialization::Archive;
 using QMSerialization::QMSerializable;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using wpp_test::bytesOf;
+using wpp_test::kOver;
+using wpp_test::Loaded;
 using wpp_test::LogCapture;
-
-constexpr const char* kOver = "buffer size over!";
-constexpr std::uint32_t kUtf8 = 32;
-
-std::vector<int> bytesOf(const Archive& archive) {
-    return {archive.getBuffer(), archive.getBuffer() + archive.getSize()};
-}
-
-/// An archive that holds these bytes, its cursor at the start.
-class Loaded : public Archive {
-public:
-    Loaded(std::initializer_list<int> bytes) {
-        for (const int byte : bytes) {
-            write(static_cast<unsigned char>(byte));
-        }
-    }
-};
 
 /// What came of one read: the value, the cursor and how often "buffer size over!" was logged.
 template <class T>
@@ -516,89 +502,6 @@ TEST(Archive, NestedObjectThatStartsAtTheEndIsLoggedAndNotRead) {
     EXPECT_EQ(pair.handed, 99U);
     EXPECT_EQ(archive.getReadPos(), 4U);
     EXPECT_EQ(log.count(kOver), 1U);
-}
-
-TEST(Archive, Utf8TextIsCodePageKindAndString) {
-    Archive archive;
-    archive.write(QMString("ab", kUtf8));
-    EXPECT_THAT(bytesOf(archive), ElementsAre(0, 0, 0, 32, 0, 0, 0, 0, 0, 0, 0, 2, 0x61, 0x62));
-}
-
-TEST(Archive, NarrowTextOfAnotherCodePageIsWrittenTheSameWay) {
-    Archive archive;
-    archive.write(QMString("a", 7));
-    EXPECT_THAT(bytesOf(archive), ElementsAre(0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0, 1, 0x61));
-}
-
-TEST(Archive, WideTextIsCodePageKindAndWideString) {
-    Archive archive;
-    archive.write(QMString(L"a"));
-    EXPECT_THAT(bytesOf(archive), ElementsAre(0, 0, 0, 52, 0, 0, 0, 1, 0, 0, 0, 1, 0x61, 0, 0, 0));
-}
-
-TEST(Archive, StringWithoutTextIsItsCodePageAlone) {
-    Archive archive;
-    archive.write(QMString());
-    EXPECT_THAT(bytesOf(archive), ElementsAre(0, 0, 0, 32));
-}
-
-TEST(Archive, ReadsBackUtf8Text) {
-    Archive archive;
-    archive.write(QMString("ab", kUtf8));
-    QMString text;
-    archive.read(text);
-    EXPECT_STREQ(text.ToCHAR(kUtf8), "ab");
-}
-
-TEST(Archive, ReadsBackNarrowTextOfAnotherCodePage) {
-    Archive archive;
-    archive.write(QMString("a", 7));
-    QMString text;
-    archive.read(text);
-    EXPECT_EQ(text.CodePage(), 7U);
-    ASSERT_NE(text.NarrowText(), nullptr);
-    EXPECT_EQ(*text.NarrowText(), "a");
-}
-
-TEST(Archive, ReadsBackWideText) {
-    Archive archive;
-    archive.write(QMString(L"a\x20AC"));
-    QMString text;
-    archive.read(text);
-    EXPECT_STREQ(text.ToWCHAR(), L"a\x20AC");
-}
-
-TEST(Archive, CodePage60IsStoredAs52) {
-    Loaded archive{0, 0, 0, 60, 0, 0, 0, 1, 0, 0, 0, 0};
-    QMString text;
-    archive.read(text);
-    EXPECT_EQ(text.CodePage(), 52U);
-}
-
-TEST(Archive, UnknownTextKindLeavesNoText) {
-    Loaded archive{0, 0, 0, 32, 0, 0, 0, 2, 0, 0, 0, 1, 0x61};
-    QMString text("earlier", kUtf8);
-    archive.read(text);
-    EXPECT_EQ(text.NarrowText(), nullptr);
-    EXPECT_EQ(text.WideText(), nullptr);
-    EXPECT_EQ(archive.getReadPos(), 8U);
-}
-
-TEST(Archive, TextKindThatCannotBeReadLeavesNoText) {
-    const LogCapture log;
-    Loaded archive{0, 0, 0, 32, 0, 0};
-    QMString text("earlier", kUtf8);
-    archive.read(text);
-    EXPECT_EQ(text.NarrowText(), nullptr);
-    EXPECT_EQ(archive.getReadPos(), 4U);
-    EXPECT_EQ(log.count(kOver), 1U);
-}
-
-TEST(Archive, SixteenBitTextIsItsCodePageAlone) {
-    const std::uint16_t units[] = {0x61, 0};
-    Archive archive;
-    archive.write(QMString(units, 35));
-    EXPECT_THAT(bytesOf(archive), ElementsAre(0, 0, 0, 35));
 }
 
 }  // namespace
