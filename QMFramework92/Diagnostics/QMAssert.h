@@ -6,11 +6,11 @@
 void qm_ReportAssertion(const char* file, int line);
 
 /// Reports a false condition; execution continues after it, an assertion never aborts.
-#define QM_ASSERT(condition)                               \
-    do {                                                   \
-        if (!(condition)) {                                \
-            qm_ReportAssertion(QM_SOURCE_PATH, __LINE__);  \
-        }                                                  \
+#define QM_ASSERT(condition)                              \
+    do {                                                  \
+        if (!(condition)) {                               \
+            qm_ReportAssertion(QM_SOURCE_PATH, __LINE__); \
+        }                                                 \
     } while (false)
 
 /// The report of an assertion that is known to have failed.

@@ -17,13 +17,14 @@ enum QMLogLevel : unsigned {
 /// Prints one line "[level] function()@file(line) {process} : message" on the console and, for the levels
 /// error, sys, fault and any number outside the list ("illegal"), sends it to the system log.
 ///
-/// @param file the caller's source path; it must contain a "/", and only what follows the last one is shown.
+/// @param file the caller's source path, of which only what follows the last "/" is shown.
 /// @param format printf format; the formatted message is cut to 511 characters. No newline is added.
 /// @return not meaningful.
 ///
 /// Any thread may call it, at any time, also before initialisation (the braces are then empty) and after
 /// termination. It takes no lock, allocates nothing, never throws and leaves errno as it was. A line shorter
-/// than 80 characters is right-aligned in 80 columns; each line goes out with one printf and is flushed at once.
+/// than 80 characters is right-aligned in 80 columns; each line goes out with one printf and is flushed at
+/// once.
 int qm_Log(const char* file, const char* function, int line, unsigned level, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 
@@ -35,11 +36,11 @@ int qm_LogStdError(const char* file, const char* function, int line, const char*
 int qm_LogStdErrorShort(const char* file, const char* function, int line);
 
 /// qm_Log without a level word: "function ()@file(line) {process} : message", the "(line)" left out when
-/// line is -1. Default colour, console only.
+/// line is -1. Default colour, aligned like qm_Log, console only.
 int qm_LogPlain(const char* file, const char* function, int line, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 
-/// qm_Log for a wide-character message (vswprintf format), cut to 511 characters.
+/// qm_Log for a wide-character message (vswprintf format), shown as UTF-8 and cut to 511 bytes.
 int qm_LogWide(const char* file, const char* function, int line, unsigned level, const wchar_t* format, ...);
 
 /// Prints at most 511 formatted characters in the default colour and flushes. No level, no system log.
@@ -68,10 +69,10 @@ constexpr std::array<char, N> stripExtension(const char (&path)[N]) {
 }  // namespace qm_detail
 
 /// The source path of this line, relative to the repository and without its extension, made at compile time.
-#define QM_SOURCE_PATH                                                         \
-    ([]() noexcept -> const char* {                                            \
-        static constexpr auto kPath = ::qm_detail::stripExtension(__FILE__);   \
-        return kPath.data();                                                   \
+#define QM_SOURCE_PATH                                                       \
+    ([]() noexcept -> const char* {                                          \
+        static constexpr auto kPath = ::qm_detail::stripExtension(__FILE__); \
+        return kPath.data();                                                 \
     }())
 
 #define QM_LOG(level, ...) static_cast<void>(qm_Log(QM_SOURCE_PATH, __func__, __LINE__, (level), __VA_ARGS__))

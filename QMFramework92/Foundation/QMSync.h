@@ -25,9 +25,9 @@ public:
     /// An unnamed semaphore with count 1.
     QMSync();
 
-    /// kind 1: unnamed, the name is only stored. kind 0: the semaphore "/" + name, opened or created with mode
-    /// 0777 and count 1. Another kind logs "invalid arg\n", a null name "invalid arg : name is null\n"; both
-    /// leave no handle. Names longer than 31 characters are cut where they are stored.
+    /// kind 1: unnamed, the name is only stored. kind 0: the semaphore "/" + name, opened or created with
+    /// mode 0777 and count 1. Another kind logs "invalid arg\n", a null name "invalid arg : name is null\n";
+    /// both leave no handle. Names longer than 31 characters are cut where they are stored.
     QMSync(const char* name, int kind);
 
     /// Destroys an unnamed semaphore, closes a named one (which is never unlinked).
@@ -41,16 +41,26 @@ public:
     void Unlock();
 
 private:
-    int recordOwner();
+    void createUnnamed();
+    void openNamed(const char* givenName);
+    int waitForever();
+    int waitUntilDeadline(std::uint32_t timeoutMs);
 
+    // Fixed after construction.
+    sem_t unnamed{};
     sem_t* handle = nullptr;
     int kind = kUnnamed;
     char name[32] = {};
+
+    // 0 while free. Threads that do not hold the lock read it to learn that they do not.
     std::atomic<pthread_t> owner{};
-    std::uint32_t recursionCount = 0;  // touched only by the thread that holds the semaphore
+    // How often the owner has locked beyond the first time; touched only by the thread that holds the
+    // semaphore.
+    std::uint32_t recursionCount = 0;
 };
 
-/// Holds a QMSync for the length of a scope, waiting for it without limit.
+/// Holds a QMSync for the length of a scope, waiting for it without limit. A lock without a semaphore is
+/// reported by its Lock, and the scope then runs without it.
 class QM_SCOPED_CAPABILITY QMSyncGuard : private QMUncopyable {
 public:
     explicit QMSyncGuard(QMSync& lock) QM_ACQUIRE(lock);
@@ -58,4 +68,5 @@ public:
 
 private:
     QMSync& sync;
+    const bool held;
 };

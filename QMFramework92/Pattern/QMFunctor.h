@@ -54,7 +54,8 @@ namespace qm_detail {
 template <class ParentFunctor, class PointerToObj, class PointerToMemFn, class TList, class... Args>
 class MemFunCaller;
 
-template <class ParentFunctor, class PointerToObj, class PointerToMemFn, class Head, class Tail, class... Args>
+template <class ParentFunctor, class PointerToObj, class PointerToMemFn, class Head, class Tail,
+          class... Args>
 class MemFunCaller<ParentFunctor, PointerToObj, PointerToMemFn, Typelist<Head, Tail>, Args...>
     : public MemFunCaller<ParentFunctor, PointerToObj, PointerToMemFn, Tail, Args..., Head> {
 public:
@@ -62,7 +63,8 @@ public:
 };
 
 template <class ParentFunctor, class PointerToObj, class PointerToMemFn, class... Args>
-class MemFunCaller<ParentFunctor, PointerToObj, PointerToMemFn, NullType, Args...> : public ParentFunctor::Impl {
+class MemFunCaller<ParentFunctor, PointerToObj, PointerToMemFn, NullType, Args...>
+    : public ParentFunctor::Impl {
 public:
     MemFunCaller(PointerToObj objectToCall, PointerToMemFn memberToCall)
         : object(objectToCall), memFn(memberToCall) {}

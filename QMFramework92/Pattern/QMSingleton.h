@@ -5,8 +5,8 @@
 #include "Foundation/QMSync.h"
 #include "Pattern/QMUncopyable.h"
 
-/// Registers a function that destroys a singleton when the framework terminates. Functions run in the order of
-/// their registration, each once. Any thread may call it.
+/// Registers a function that destroys a singleton when the framework terminates. Functions run in the order
+/// of their registration, each once. Any thread may call it.
 void qm_RegisterSingletonDestroyer(void (*destroy)());
 
 /// Runs and empties the list of destroyers; what is created meanwhile is destroyed too.
@@ -47,7 +47,11 @@ private:
         return created;
     }
 
-    static void destroy() { delete instance.exchange(nullptr, std::memory_order_acq_rel); }
+    // The pointer is cleared last: a destructor that asks for its own instance must not make a second one.
+    static void destroy() {
+        delete instance.load(std::memory_order_acquire);
+        instance.store(nullptr, std::memory_order_release);
+    }
 
     inline static std::atomic<T*> instance{nullptr};
 };

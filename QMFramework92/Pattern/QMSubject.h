@@ -12,8 +12,8 @@ class QMObserver_ {
 public:
     virtual ~QMObserver_() = default;
 
-    /// Called for each notification, on the notifying thread and with the subject's lock held. `data` is valid
-    /// only during the call. It must not add or remove observers of the same subject.
+    /// Called for each notification, on the notifying thread and with the subject's lock held. `data` is
+    /// valid only during the call. It must not add or remove observers of the same subject.
     virtual unsigned update(unsigned eventId, const void* data, int size) = 0;
 };
 
@@ -57,8 +57,8 @@ public:
     /// that entry is running.
     bool RemoveObserver(QMObserver_* observer);
 
-    /// Calls update of the observers in registration order: with mode 1 once for each registered id that equals
-    /// eventId; with any other mode every entry once, whatever its ids.
+    /// Calls update of the observers in registration order: with mode 1 once for each registered id that
+    /// equals eventId; with any other mode every entry once, whatever its ids.
     /// @return the largest value that update returned, 0 if none was called.
     unsigned NotifyObservers(unsigned eventId, const void* data, int size, unsigned mode);
 

@@ -1,0 +1,7 @@
+#include "LibWpp/WppIPCMessageHeader.h"
+
+namespace wifi_projection_protocol {
+
+WppIPCMessageHeader::~WppIPCMessageHeader() = default;
+
+}  // namespace wifi_projection_protocol

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "Communication/QMLocalSocketStream.h"
+#include "Foundation/QMSync.h"
+#include "Foundation/QMThread.h"
+#include "Pattern/QMFunctor.h"
+#include "inc/QMThreadSafety.h"
+
+/// Listens on a local socket, receives frames from every peer on its own thread and hands each to a handler.
+///
+/// A frame is a 32-bit length in host byte order and that many payload bytes.
+///
+/// Life: stopped -> (Start) starting -> the thread has its socket -> running -> (Stop) stopped, and so on.
+/// The thread "ServerStream_s92" accepts, reads and calls both handlers: the connection handler with the
+/// client lock held, the data handler with no lock held, so a data handler may send. A name that cannot be
+/// bound leaves a running thread that accepts nothing. More peers than `maxClients` are served all the same.
+///
+/// Any thread may call send and broadcast; Start and Stop may come from any thread but the stream's own.
+/// Stop waits for a running handler. A peer that stalls in the middle of a frame, or does not read what it is
+/// sent, delays Stop by at most about a second; it is then cut off.
+///
+/// Locks, outer first: state lock (Start, Stop), client lock (sending and the bookkeeping of connections),
+/// configuration lock. Peers may vanish at any time; nothing here raises SIGPIPE.
+class QMLocalSocketServerStream : private QMLocalSocketStream {
+public:
+    using ConnectionHandler = FunctorImpl<void, Typelist<const int, Typelist<bool, NullType>>>;
+    using DataHandler =
+        FunctorImpl<void, Typelist<const int, Typelist<const void* const, Typelist<unsigned int, NullType>>>>;
+
+    enum Mode : unsigned {
+        kReceive = 0,    ///< read frames and call the data handler
+        kAcceptOnly = 1  ///< accept connections, never read
+    };
+
+    struct Config {
+        const char* name;  ///< path of the socket file, at most 107 characters; a file in its place is kept
+        int maxRecvSize;   ///< stored; frames of any length are received
+        int maxClients;    ///< stored; the number of peers is not limited
+        const ConnectionHandler*
+            connectionHandler;           ///< borrowed for the call, cloned: (descriptor, connected)
+        const DataHandler* dataHandler;  ///< borrowed for the call, cloned: (descriptor, payload, length)
+    };
+
+    QMLocalSocketServerStream();
+    /// Stops the stream.
+    ~QMLocalSocketServerStream();
+
+    /// Stops the stream if it runs, then starts it.
+    /// @return false for a null or too long name; true otherwise, also when the thread cannot be started or
+    /// the
+    ///         socket not be bound (both logged).
+    bool Start(const Config& config, unsigned newMode);
+
+    /// Ends the thread, which closes every socket. The socket file stays. Does nothing when stopped.
+    void Stop();
+
+    /// Sends one frame. @return the bytes sent (length + 4 when whole); 0 on failure, silently for a
+    /// descriptor
+    ///         that is not connected, else logged.
+    int send(int clientFd, const void* data, unsigned length);
+
+    /// Sends one frame to every connected peer, in ascending order of descriptors.
+    void broadcast(const void* data, unsigned length);
+
+private:
+    friend struct QMThreadTraits<QMLocalSocketServerStream>;
+    using Settings = QMLocalSocketSettings<ConnectionHandler, DataHandler>;
+
+    void stopThread() QM_REQUIRES(stateLock);
+    std::string socketName();
+
+    // Steps of the thread.
+    void MainProc();
+    int prepareSocket(const char* name);
+    void servePass(int listenFd);
+    void acceptSocket(int listenFd);
+    int readSocket(int fd);
+    void dropClient(int fd);
+
+    QMSync clientLock;
+    Settings config QM_GUARDED_BY(configLock);
+    Settings working;  // the thread's own copy
+    QMThread<QMLocalSocketServerStream> thread;
+};

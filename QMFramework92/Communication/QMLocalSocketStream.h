@@ -1,0 +1,83 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "Communication/QMOpenSockets.h"
+#include "Foundation/QMEvent.h"
+#include "Foundation/QMSync.h"
+#include "Pattern/QMUncopyable.h"
+#include "inc/QMThreadSafety.h"
+
+/// A stream's configuration as it keeps it: the name copied, the handlers cloned.
+template <class ConnectionHandler, class DataHandler>
+struct QMLocalSocketSettings {
+    std::string name;
+    int maxRecvSize = 0;
+    int maxClients = 0;
+    std::unique_ptr<ConnectionHandler> connectionHandler;
+    std::unique_ptr<DataHandler> dataHandler;
+
+    /// A copy with handler clones of its own.
+    QMLocalSocketSettings clone() const {
+        return {name, maxRecvSize, maxClients, cloneOf(connectionHandler.get()), cloneOf(dataHandler.get())};
+    }
+
+    /// Handlers may be left out; a null stays null.
+    template <class Handler>
+    static std::unique_ptr<Handler> cloneOf(const Handler* handler) {
+        return std::unique_ptr<Handler>(handler == nullptr ? nullptr : handler->Clone());
+    }
+};
+
+/// What the server and the client stream share: the life of the stream's thread and its buffers.
+///
+/// Start and Stop run under the state lock, Stop for as long as the thread needs to end. The thread never
+/// takes that lock: it reads `state` as an atomic, and its copy of the configuration is made under the
+/// configuration lock. So Stop can always wait for it.
+class QMLocalSocketStream : private QMUncopyable {
+protected:
+    enum State : int { kStopped = 0, kStarting = 1, kRunning = 2 };
+
+    /// How long a Stop lets a thread or an exchange end by itself before it cuts off the peers.
+    static constexpr std::uint32_t kStopGraceMs = 1000;
+
+    QMLocalSocketStream() = default;
+    ~QMLocalSocketStream() = default;
+
+    /// Marks the end of the stream's thread, however it leaves its procedure.
+    class EndOfThread : private QMUncopyable {
+    public:
+        explicit EndOfThread(QMLocalSocketStream& endingStream) : stream(endingStream) {}
+        ~EndOfThread() { stream.markEnded(); }
+
+    private:
+        QMLocalSocketStream& stream;
+    };
+
+    void prepareStart();
+    /// From starting to running; not when a Stop came first.
+    void enterRunning();
+    /// The thread has ended, or was never begun.
+    void markEnded();
+    /// Orders the thread to end and frees it from a peer that keeps it blocked. The caller joins it.
+    void requestStop();
+
+    /// @return null, logged with an assertion report, when the bytes are not to be had; frames longer than a
+    ///         32-bit number can say count as that. The bytes are not initialised.
+    std::unique_ptr<std::uint8_t[]> createBuffer(std::uint64_t size, const std::string& name);
+
+    /// 0 stopped, 1 starting, 2 running. Set by Start and Stop under the state lock, by the thread without
+    /// it.
+    std::atomic<int> state{kStopped};
+    std::atomic<unsigned> mode{0};
+
+    QMSync stateLock;
+    QMSync configLock;  // a leaf: guards the configuration between Start and the thread
+    QMOpenSockets sockets;
+
+private:
+    QMEvent ended;
+};

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "Foundation/QMDescriptor.h"
+#include "Foundation/QMSync.h"
+#include "Pattern/QMUncopyable.h"
+#include "inc/QMThreadSafety.h"
+
+/// The open sockets of a stream, owned here so that one thread can shut them down while another blocks on
+/// them.
+///
+/// Synchronised by itself: each operation holds the set's own lock, which is a leaf (nothing is called back
+/// under it) and is never held across a blocking call.
+class QMOpenSockets : private QMUncopyable {
+public:
+    /// Takes over an open socket. @return its number.
+    int adopt(QMDescriptor socket);
+    /// Closes one socket; does nothing for a number that is not in the set.
+    void close(int socket);
+    void closeAll();
+
+    bool contains(int socket);
+    /// The numbers in ascending order.
+    std::vector<int> list();
+
+    /// Ends both directions of every socket, so that whoever blocks on one returns. They stay open and owned.
+    void shutdownAll();
+
+private:
+    QMSync lock;
+    std::map<int, QMDescriptor> sockets QM_GUARDED_BY(lock);
+};

@@ -1,0 +1,91 @@
+#include "Communication/private/QMLocalSocket.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+/// How long connect and send may block on the socket; zero lifts the limit.
+void setSendTimeLimit(int socket, std::chrono::milliseconds limit) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    timeval value{};
+    value.tv_sec = static_cast<decltype(value.tv_sec)>(seconds.count());
+    value.tv_usec = static_cast<decltype(value.tv_usec)>(std::chrono::microseconds(limit - seconds).count());
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));
+}
+
+}  // namespace
+
+bool qm_IsSocketName(const char* name) {
+    return name != nullptr && ::strnlen(name, kQMMaxSocketName + 1) <= kQMMaxSocketName;
+}
+
+sockaddr_un qm_MakeSocketAddress(const char* name) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, name, ::strnlen(name, kQMMaxSocketName));
+    return address;
+}
+
+QMDescriptor qm_OpenLocalSocket() {
+    return QMDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+}
+
+bool qm_ConnectLocalSocket(int socket, const char* name, std::chrono::milliseconds timeLimit) {
+    const sockaddr_un address = qm_MakeSocketAddress(name);
+    setSendTimeLimit(socket, timeLimit);
+    const int result = ::connect(socket, reinterpret_cast<const sockaddr*>(&address), kQMSocketAddressSize);
+    setSendTimeLimit(socket, std::chrono::milliseconds::zero());
+    return result == 0;
+}
+
+void qm_WriteFrame(std::uint8_t* frame, const void* data, std::uint32_t length) {
+    std::memcpy(frame, &length, kQMFramePrefixSize);
+    if (length > 0) {
+        std::memcpy(frame + kQMFramePrefixSize, data, length);
+    }
+}
+
+bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length) {
+    const ssize_t count = ::recv(socket, buffer, length, MSG_WAITALL);
+    return count >= 0 && static_cast<std::size_t>(count) == length;
+}
+
+int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::size_t readyCount,
+                    std::chrono::milliseconds timeout) {
+    if (descriptors == nullptr || ready == nullptr) {
+        return kQMWaitInvalid;
+    }
+    const QMDescriptor epoll(::epoll_create1(EPOLL_CLOEXEC));
+    if (!epoll.isValid()) {
+        return kQMWaitFailed;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+        epoll_event event{};
+        event.events = EPOLLIN;
+        event.data.fd = descriptors[i];
+        ::epoll_ctl(epoll.get(), EPOLL_CTL_ADD, descriptors[i], &event);
+    }
+    std::vector<epoll_event> events(readyCount);
+    const int reported = ::epoll_wait(epoll.get(), events.data(), static_cast<int>(events.size()),
+                                      static_cast<int>(timeout.count()));
+    if (reported <= 0) {
+        return reported == 0 ? kQMWaitTimedOut : kQMWaitFailed;
+    }
+    std::transform(events.begin(), events.begin() + reported, ready,
+                   [](const epoll_event& event) { return event.data.fd; });
+    return reported;
+}
+
+int qm_PollReadable(int descriptor, int timeoutMs) {
+    pollfd watched{descriptor, POLLIN, 0};
+    return ::poll(&watched, 1, timeoutMs);
+}
+
+void qm_Pause(std::chrono::milliseconds duration) {
+    ::poll(nullptr, 0, static_cast<int>(duration.count()));
+}

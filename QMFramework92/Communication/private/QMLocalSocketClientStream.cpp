@@ -1,0 +1,349 @@
+#include "Communication/QMLocalSocketClientStream.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "Communication/private/QMLocalSocket.h"
+#include "Communication/private/QMLocalSocketStreamLog.h"
+#include "Foundation/QMDescriptor.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kThreadName = "ClientStream_s92";
+constexpr const char* kMainProc = "MainProc";
+constexpr auto kPollPeriod = 100ms;   // the longest that a Stop stays unseen
+constexpr auto kRetryPeriod = 100ms;  // between two attempts to connect
+
+constexpr int kNoSocket = -1;
+
+}  // namespace
+
+QMLocalSocketClientStream::QMLocalSocketClientStream() : thread(this) {}
+
+QMLocalSocketClientStream::~QMLocalSocketClientStream() {
+    Stop();
+}
+
+bool QMLocalSocketClientStream::Start(const Config& newConfig, unsigned newMode) {
+    QMSyncGuard guard(stateLock);
+    if (!qm_IsSocketName(newConfig.name)) {
+        return false;
+    }
+    stopThread();
+    {
+        QMSyncGuard configGuard(configLock);
+        config = {newConfig.name, newConfig.maxRecvSize, 0, Settings::cloneOf(newConfig.connectionHandler),
+                  Settings::cloneOf(newConfig.dataHandler)};
+    }
+    mode = newMode;
+    prepareStart();
+    if (!thread.Start(kThreadName)) {
+        markEnded();
+    }
+    return true;
+}
+
+void QMLocalSocketClientStream::Stop() {
+    QMSyncGuard guard(stateLock);
+    stopThread();
+}
+
+void QMLocalSocketClientStream::stopThread() {
+    if (state == kStopped) {
+        return;
+    }
+    requestStop();
+    thread.WaitExit(QM_WAIT_INFINITE);
+    // An exchange without a time limit may hold the send lock for ever; cutting its connection ends it.
+    const bool locked = sendLock.Lock(kStopGraceMs) == QMSync::kLocked;
+    if (!locked) {
+        sockets.shutdownAll();
+    }
+    disconnect();
+    if (locked) {
+        sendLock.Unlock();
+    }
+}
+
+void QMLocalSocketClientStream::disconnect() {
+    QMSyncGuard guard(sendLock);
+    sockets.closeAll();
+    connected = false;
+    socketFd = kNoSocket;
+}
+
+std::string QMLocalSocketClientStream::socketName() {
+    QMSyncGuard guard(configLock);
+    return config.name;
+}
+
+int QMLocalSocketClientStream::send(const void* data, unsigned length) {
+    QMSyncGuard guard(sendLock);
+    if (!connected) {
+        return 0;
+    }
+    const int sent = sendStreamData(data, static_cast<int>(length));
+    if (sent < 0) {
+        QM_STREAM_STD_ERROR_SHORT();
+        return 0;
+    }
+    return sent;
+}
+
+int QMLocalSocketClientStream::communicate(const void* sendBuf, unsigned sendLen, void* recvBuf,
+                                           unsigned* recvLen, int timeoutMs) {
+    QMSyncGuard guard(sendLock);
+    if (!mayCommunicate(__func__)) {
+        return 0;
+    }
+    if (recvBuf == nullptr || sendBuf == nullptr) {
+        QM_STREAM_ERROR("send or recv buff is null.\n");
+        return 0;
+    }
+    const Exchange exchange = requestReply(__func__, sendBuf, sendLen, timeoutMs);
+    if (exchange.sent == 0) {
+        return 0;
+    }
+    if (exchange.replyLength > receiveLimit) {
+        discardRecvData(recvBuf, exchange.replyLength);
+        QM_STREAM_ERROR("recv: large data\n");
+        return 0;
+    }
+    const int received = recvStreamData(recvBuf, exchange.replyLength);
+    storeLength(recvLen, received);
+    if (received == 0) {
+        QM_STREAM_ERROR("recv: error\n");
+        return 0;
+    }
+    return exchange.sent;
+}
+
+int QMLocalSocketClientStream::communicateWithCreateBuff(const void* sendBuf, unsigned sendLen,
+                                                         void** recvBuf, unsigned* recvLen, int timeoutMs) {
+    QMSyncGuard guard(sendLock);
+    if (!mayCommunicate(__func__)) {
+        return 0;
+    }
+    if (recvBuf == nullptr || sendBuf == nullptr) {
+        QM_STREAM_ERROR("send or recv buff is null\n");
+        return 0;
+    }
+    const Exchange exchange = requestReply(__func__, sendBuf, sendLen, timeoutMs);
+    if (exchange.sent == 0) {
+        return 0;
+    }
+    auto buffer = createBuffer(exchange.replyLength, socketName());
+    if (buffer == nullptr) {
+        QM_STREAM_ERROR("recv buffer : NULL\n");
+        return 0;
+    }
+    const int received = recvStreamData(buffer.get(), exchange.replyLength);
+    storeLength(recvLen, received);
+    if (received == 0) {
+        QM_STREAM_ERROR("recv: error\n");
+        return 0;
+    }
+    *recvBuf = buffer.release();
+    return exchange.sent;
+}
+
+bool QMLocalSocketClientStream::mayCommunicate(const char* function) {
+    if (!connected) {
+        QM_STREAM_ERROR_OF(function, "Not connected\n");
+        return false;
+    }
+    if (mode == kAsynchronous) {
+        QM_STREAM_ERROR_OF(function, "communicate method : ASYNC\n");
+        return false;
+    }
+    return true;
+}
+
+void QMLocalSocketClientStream::storeLength(unsigned* destination, int length) {
+    if (destination != nullptr) {
+        *destination = static_cast<unsigned>(length);
+    }
+}
+
+/// Sends the request and waits for the length of the reply; `function` is the exchange that the log names.
+QMLocalSocketClientStream::Exchange QMLocalSocketClientStream::requestReply(const char* function,
+                                                                            const void* data, unsigned length,
+                                                                            int timeoutMs) {
+    const int sent = sendStreamData(data, static_cast<int>(length));
+    if (sent < 0) {
+        QM_STREAM_ERROR_OF(function, "send: error\n");
+        return {};
+    }
+    const int ready = qm_PollReadable(socketFd, timeoutMs);
+    if (ready <= 0) {
+        QM_STREAM_ERROR_OF(function, ready < 0 ? "poll: error\n" : "poll: timeout\n");
+        return {};
+    }
+    const std::uint32_t replyLength = recvStreamLength();
+    if (replyLength == 0) {
+        QM_STREAM_ERROR_OF(function, "recv: no data\n");
+        return {};
+    }
+    return {sent, replyLength};
+}
+
+/// @return the result of the one send; -1 with errno also when no frame can be made.
+int QMLocalSocketClientStream::sendStreamData(const void* data, int length) {
+    const auto size = static_cast<std::uint32_t>(length);
+    if (data == nullptr && size > 0) {
+        errno = EFAULT;
+        return -1;
+    }
+    std::unique_ptr<std::uint8_t[]> frame;
+    if (qm_FrameSize(size) <= std::numeric_limits<std::uint32_t>::max()) {
+        frame.reset(new (std::nothrow) std::uint8_t[static_cast<std::size_t>(qm_FrameSize(size))]);
+    }
+    if (frame == nullptr) {
+        errno = ENOMEM;
+        return -1;
+    }
+    qm_WriteFrame(frame.get(), data, size);
+    const ssize_t sent = ::send(socketFd, frame.get(), static_cast<std::size_t>(qm_FrameSize(size)), 0);
+    const int sendError = errno;
+    frame.reset();
+    if (size > kQMLargeSendSize) {
+        QM_STREAM_SYS("Socket send data length::%lu / Socket name::%s\n", static_cast<unsigned long>(size),
+                      socketName().c_str());
+    }
+    errno = sendError;
+    return static_cast<int>(sent);
+}
+
+std::uint32_t QMLocalSocketClientStream::recvStreamLength() {
+    std::uint32_t length = 0;
+    const ssize_t count = ::recv(socketFd, &length, sizeof(length), MSG_WAITALL);
+    if (count == 0) {
+        setConnected(false);
+        return 0;
+    }
+    if (count != static_cast<ssize_t>(sizeof(length))) {
+        QM_STREAM_ERROR("recv: error\n");
+        return 0;
+    }
+    return length;
+}
+
+int QMLocalSocketClientStream::recvStreamData(void* buffer, std::uint32_t length) {
+    if (!qm_ReceiveExactly(socketFd, buffer, length)) {
+        QM_STREAM_ERROR("recv: error\n");
+        return 0;
+    }
+    return static_cast<int>(length);
+}
+
+void QMLocalSocketClientStream::discardRecvData(void* buffer, std::uint32_t length) {
+    while (length > 0) {
+        const std::uint32_t chunk = std::min(length, receiveLimit);
+        if (chunk == 0 || !qm_ReceiveExactly(socketFd, buffer, chunk)) {
+            QM_STREAM_ERROR("recv: error\n");
+            return;
+        }
+        length -= chunk;
+    }
+}
+
+void QMLocalSocketClientStream::MainProc() {
+    const EndOfThread end(*this);
+    qm_IgnoreSigPipe();
+    takeSettings();
+    if (state != kStarting || !openSocket()) {
+        return;
+    }
+    enterRunning();
+    while (state != kStopped) {
+        if (connected) {
+            receiveFrame();
+        } else if (connectOnce() && mode != kAsynchronous) {
+            return;
+        }
+    }
+}
+
+void QMLocalSocketClientStream::takeSettings() {
+    Settings working;
+    {
+        QMSyncGuard guard(configLock);
+        working = config.clone();
+    }
+    workingName = working.name;
+    dataHandler = std::move(working.dataHandler);
+    QMSyncGuard guard(sendLock);
+    receiveLimit = static_cast<std::uint32_t>(working.maxRecvSize);
+    connectionHandler = std::move(working.connectionHandler);
+}
+
+/// Replaces the stream's socket by a fresh one.
+bool QMLocalSocketClientStream::openSocket() {
+    QMDescriptor socket = qm_OpenLocalSocket();
+    if (!socket.isValid()) {
+        QM_STREAM_ERROR_OF(kMainProc, "create socket : fail in socket\n");
+        return false;
+    }
+    QMSyncGuard guard(sendLock);
+    sockets.closeAll();
+    socketFd = sockets.adopt(std::move(socket));
+    socketUsed = false;
+    return true;
+}
+
+/// One attempt to connect. One that fails takes the retry period, and so does the first after a lost
+/// connection.
+bool QMLocalSocketClientStream::connectOnce() {
+    if (socketUsed) {
+        qm_Pause(kRetryPeriod);
+        if (!openSocket()) {
+            return false;
+        }
+    }
+    if (!qm_ConnectLocalSocket(socketFd, workingName.c_str(), kRetryPeriod)) {
+        qm_Pause(kRetryPeriod);
+        return false;
+    }
+    socketUsed = true;
+    setConnected(true);
+    return true;
+}
+
+/// Receives one frame in mode 1, if there is one within the poll period.
+void QMLocalSocketClientStream::receiveFrame() {
+    if (qm_PollReadable(socketFd, kPollPeriod.count()) <= 0) {
+        return;
+    }
+    const std::uint32_t length = recvStreamLength();
+    if (length == 0) {
+        QM_STREAM_ERROR_OF(kMainProc, "recv: no data\n");
+        return;
+    }
+    const auto buffer = createBuffer(length, workingName);
+    if (buffer == nullptr) {
+        QM_STREAM_ERROR_OF(kMainProc, "recv: buffer is NULL\n");
+        return;
+    }
+    const int received = recvStreamData(buffer.get(), length);
+    if (received == 0) {
+        QM_STREAM_ERROR_OF(kMainProc, "recv: error\n");
+    } else if (dataHandler != nullptr) {
+        (*dataHandler)(buffer.get(), length);
+    }
+}
+
+void QMLocalSocketClientStream::setConnected(bool isConnected) {
+    QMSyncGuard guard(sendLock);
+    connected = isConnected;
+    if (connectionHandler != nullptr) {
+        (*connectionHandler)(isConnected);
+    }
+}

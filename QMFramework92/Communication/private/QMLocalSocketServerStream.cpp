@@ -1,0 +1,250 @@
+#include "Communication/QMLocalSocketServerStream.h"
+
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <chrono>
+#include <utility>
+#include <vector>
+
+#include "Communication/private/QMLocalSocket.h"
+#include "Communication/private/QMLocalSocketStreamLog.h"
+#include "Foundation/QMDescriptor.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kThreadName = "ServerStream_s92";
+constexpr auto kPollPeriod = 100ms;  // the longest that a Stop stays unseen
+
+constexpr int kNoSocket = -1;
+constexpr int kNotBound = -3;
+constexpr int kBacklog = 1;
+constexpr int kBindErrorNumber = 1;  // what the log shows in place of errno
+
+/// Closes a stream's sockets when its thread ends, also by an exception of a handler.
+class ClosingAtEnd : private QMUncopyable {
+public:
+    explicit ClosingAtEnd(QMOpenSockets& socketsToClose) : sockets(socketsToClose) {}
+    ~ClosingAtEnd() { sockets.closeAll(); }
+
+private:
+    QMOpenSockets& sockets;
+};
+
+}  // namespace
+
+QMLocalSocketServerStream::QMLocalSocketServerStream() : thread(this) {}
+
+QMLocalSocketServerStream::~QMLocalSocketServerStream() {
+    Stop();
+}
+
+bool QMLocalSocketServerStream::Start(const Config& newConfig, unsigned newMode) {
+    QMSyncGuard guard(stateLock);
+    if (!qm_IsSocketName(newConfig.name)) {
+        return false;
+    }
+    stopThread();
+    {
+        QMSyncGuard configGuard(configLock);
+        config = {newConfig.name, newConfig.maxRecvSize, newConfig.maxClients,
+                  Settings::cloneOf(newConfig.connectionHandler), Settings::cloneOf(newConfig.dataHandler)};
+    }
+    mode = newMode;
+    prepareStart();
+    if (!thread.Start(kThreadName)) {
+        markEnded();
+    }
+    return true;
+}
+
+void QMLocalSocketServerStream::Stop() {
+    QMSyncGuard guard(stateLock);
+    stopThread();
+}
+
+void QMLocalSocketServerStream::stopThread() {
+    if (state == kStopped) {
+        return;
+    }
+    requestStop();
+    thread.WaitExit(QM_WAIT_INFINITE);
+}
+
+std::string QMLocalSocketServerStream::socketName() {
+    QMSyncGuard guard(configLock);
+    return config.name;
+}
+
+int QMLocalSocketServerStream::send(int clientFd, const void* data, unsigned length) {
+    QMSyncGuard guard(clientLock);
+    if (data == nullptr) {
+        QM_STREAM_ERROR("send data is null\n");
+        return 0;
+    }
+    if (!sockets.contains(clientFd)) {
+        return 0;
+    }
+    const auto frame = createBuffer(qm_FrameSize(length), socketName());
+    if (frame == nullptr) {
+        return 0;
+    }
+    qm_WriteFrame(frame.get(), data, length);
+    const ssize_t sent = ::send(clientFd, frame.get(), static_cast<std::size_t>(qm_FrameSize(length)), 0);
+    const int sendError = errno;
+    if (length > kQMLargeSendSize) {
+        QM_STREAM_SYS("Socket send data length::%lu / Socket name::%s\n", static_cast<unsigned long>(length),
+                      socketName().c_str());
+    }
+    if (sent < 0) {
+        errno = sendError;
+        QM_STREAM_STD_ERROR_SHORT();
+        return 0;
+    }
+    return static_cast<int>(sent);
+}
+
+void QMLocalSocketServerStream::broadcast(const void* data, unsigned length) {
+    QMSyncGuard guard(clientLock);
+    if (data == nullptr) {
+        QM_STREAM_ERROR("send data is null\n");
+        return;
+    }
+    const auto frame = createBuffer(qm_FrameSize(length), socketName());
+    if (frame == nullptr) {
+        QM_STREAM_ERROR("send data is null\n");
+        return;
+    }
+    qm_WriteFrame(frame.get(), data, length);
+    for (const int client : sockets.list()) {
+        if (::send(client, frame.get(), static_cast<std::size_t>(qm_FrameSize(length)), 0) < 0) {
+            QM_STREAM_STD_ERROR_SHORT();
+        }
+    }
+}
+
+void QMLocalSocketServerStream::MainProc() {
+    const EndOfThread end(*this);
+    qm_IgnoreSigPipe();
+    {
+        QMSyncGuard guard(configLock);
+        working = config.clone();
+    }
+    if (state != kStarting) {
+        return;
+    }
+    const int listenFd = prepareSocket(working.name.c_str());
+    if (listenFd == kNoSocket) {
+        return;
+    }
+    const QMDescriptor listening(listenFd);
+    const ClosingAtEnd clients(sockets);
+    enterRunning();
+    while (state != kStopped) {
+        servePass(listenFd);
+    }
+}
+
+int QMLocalSocketServerStream::prepareSocket(const char* name) {
+    QMDescriptor listening = qm_OpenLocalSocket();
+    if (!listening.isValid()) {
+        QM_STREAM_STD_ERROR(", socket()\n");
+        return kNoSocket;
+    }
+    const sockaddr_un address = qm_MakeSocketAddress(name);
+    if (::bind(listening.get(), reinterpret_cast<const sockaddr*>(&address), kQMSocketAddressSize) != 0) {
+        QM_STREAM_ERROR("bind err::%s  err_no[%d] \n", name, kBindErrorNumber);
+        return kNotBound;
+    }
+    if (::listen(listening.get(), kBacklog) != 0) {
+        QM_STREAM_ERROR("listen err::%s\n", name);
+        return kNotBound;
+    }
+    return listening.release();
+}
+
+/// One wait and what became ready in it. A wait that fails takes its time all the same.
+void QMLocalSocketServerStream::servePass(int listenFd) {
+    std::vector<int> watched{listenFd};
+    if (mode == kReceive) {
+        const std::vector<int> clients = sockets.list();
+        watched.insert(watched.end(), clients.begin(), clients.end());
+    }
+    std::vector<int> ready(watched.size());
+    const int count =
+        qm_WaitReadable(watched.data(), watched.size(), ready.data(), ready.size(), kPollPeriod);
+    if (count == kQMWaitFailed) {
+        qm_Pause(kPollPeriod);
+    }
+    for (int i = 0; i < count; ++i) {
+        const int descriptor = ready[static_cast<std::size_t>(i)];
+        if (descriptor == listenFd) {
+            acceptSocket(listenFd);
+        } else {
+            readSocket(descriptor);
+        }
+    }
+}
+
+void QMLocalSocketServerStream::acceptSocket(int listenFd) {
+    if (qm_PollReadable(listenFd, kPollPeriod.count()) <= 0) {
+        return;
+    }
+    sockaddr_un address{};
+    socklen_t addressSize = kQMSocketAddressSize;
+    QMDescriptor client(
+        ::accept4(listenFd, reinterpret_cast<sockaddr*>(&address), &addressSize, SOCK_CLOEXEC));
+    if (!client.isValid()) {
+        QM_STREAM_ERROR("accept err\n");
+        qm_Pause(
+            kPollPeriod);  // out of descriptors, the peer stays in the queue and would be tried without end
+        return;
+    }
+    QMSyncGuard guard(clientLock);
+    const int fd = sockets.adopt(std::move(client));
+    if (working.connectionHandler != nullptr) {
+        (*working.connectionHandler)(fd, true);
+    }
+}
+
+int QMLocalSocketServerStream::readSocket(int fd) {
+    if (qm_PollReadable(fd, kPollPeriod.count()) <= 0) {
+        return 0;
+    }
+    std::uint32_t length = 0;
+    const ssize_t prefix = ::recv(fd, &length, sizeof(length), MSG_WAITALL);
+    if (prefix == 0) {
+        dropClient(fd);
+        return 0;
+    }
+    if (prefix != static_cast<ssize_t>(sizeof(length))) {
+        QM_STREAM_ERROR("recv: error for data length\n");
+        return 0;
+    }
+    if (length == 0) {
+        QM_STREAM_ERROR("no data::recv size[%d]\n", 0);
+        return 0;
+    }
+    const auto buffer = createBuffer(length, working.name);
+    if (buffer == nullptr) {
+        return 0;
+    }
+    if (!qm_ReceiveExactly(fd, buffer.get(), length)) {
+        QM_STREAM_ERROR("recv: error\n");
+        return 0;
+    }
+    if (working.dataHandler != nullptr) {
+        (*working.dataHandler)(fd, buffer.get(), length);
+    }
+    return static_cast<int>(length);
+}
+
+void QMLocalSocketServerStream::dropClient(int fd) {
+    QMSyncGuard guard(clientLock);
+    sockets.close(fd);
+    if (working.connectionHandler != nullptr) {
+        (*working.connectionHandler)(fd, false);
+    }
+}

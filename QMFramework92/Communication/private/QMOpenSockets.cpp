@@ -1,0 +1,44 @@
+#include "Communication/QMOpenSockets.h"
+
+#include <sys/socket.h>
+
+#include <utility>
+
+int QMOpenSockets::adopt(QMDescriptor socket) {
+    QMSyncGuard guard(lock);
+    const int number = socket.get();
+    sockets[number] = std::move(socket);
+    return number;
+}
+
+void QMOpenSockets::close(int socket) {
+    QMSyncGuard guard(lock);
+    sockets.erase(socket);
+}
+
+void QMOpenSockets::closeAll() {
+    QMSyncGuard guard(lock);
+    sockets.clear();
+}
+
+bool QMOpenSockets::contains(int socket) {
+    QMSyncGuard guard(lock);
+    return sockets.count(socket) > 0;
+}
+
+std::vector<int> QMOpenSockets::list() {
+    QMSyncGuard guard(lock);
+    std::vector<int> numbers;
+    numbers.reserve(sockets.size());
+    for (const auto& entry : sockets) {
+        numbers.push_back(entry.first);
+    }
+    return numbers;
+}
+
+void QMOpenSockets::shutdownAll() {
+    QMSyncGuard guard(lock);
+    for (const auto& entry : sockets) {
+        ::shutdown(entry.first, SHUT_RDWR);
+    }
+}

@@ -1,0 +1,213 @@
+#include "Diagnostics/QMLog.h"
+
+#include <sys/time.h>
+#include <syslog.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+
+#include "Diagnostics/private/QMLogFormat.h"
+#include "inc/QMFramework.h"
+
+namespace {
+
+using Message = std::array<char, 512>;
+using WideMessage = std::array<wchar_t, 512>;
+using Line = std::array<char, 768>;
+using ErrorText = std::array<char, 256>;
+
+constexpr const char* kDefaultColour = "\033[49m";
+constexpr const char* kRed = "\033[31m";
+constexpr const char* kColourReset = "\033[0m";
+constexpr int kConsoleOnly = -1;
+
+struct Level {
+    const char* word;
+    const char* colour;
+    int systemLogPriority;
+};
+
+// Indexed by QMLogLevel.
+constexpr std::array<Level, 7> kLevels{{
+    {"info", kDefaultColour, kConsoleOnly},
+    {"error", kRed, LOG_ERR},
+    {"debug", kDefaultColour, kConsoleOnly},
+    {"verbose", kDefaultColour, kConsoleOnly},
+    {"warning", kDefaultColour, kConsoleOnly},
+    {"sys", kDefaultColour, LOG_NOTICE},
+    {"fault", kRed, LOG_ERR},
+}};
+constexpr Level kIllegalLevel{"illegal", kDefaultColour, LOG_ERR};
+
+/// Where a log call comes from.
+struct Origin {
+    const char* file;
+    const char* function;
+    int line;
+};
+
+/// Gives errno back on leaving the scope, so that logging never hides why a call failed.
+class ErrnoKeeper {
+public:
+    ErrnoKeeper() = default;
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+    ~ErrnoKeeper() { errno = value; }
+
+    const int value = errno;
+};
+
+const Level& levelOf(unsigned number) {
+    return number < kLevels.size() ? kLevels[number] : kIllegalLevel;
+}
+
+// strerror_r comes in two forms, one that returns a status and one that returns the text.
+[[maybe_unused]] const char* chooseErrorText(int status, const ErrorText& text) {
+    return status == 0 ? text.data() : "Unknown error";
+}
+
+[[maybe_unused]] const char* chooseErrorText(const char* result, const ErrorText&) {
+    return result;
+}
+
+const char* errorTextOf(int error, ErrorText& text) {
+    return chooseErrorText(strerror_r(error, text.data(), text.size()), text);
+}
+
+int printConsoleLine(const char* colour, const char* line) {
+    const int printed = std::printf("%s%80s%s", colour, line, kColourReset);
+    std::fflush(stdout);
+    return printed;
+}
+
+/// The point where a file sink attaches; none does.
+void passToFileSink(const qm_detail::TimestampedLine&) {}
+
+void passToSystemLog(int priority, const char* line) {
+    syslog(priority, "%s", line);
+    timeval now{};
+    qm_detail::TimestampedLine copy;
+    if (gettimeofday(&now, nullptr) == 0 && qm_detail::composeTimestampedLine(now, line, copy)) {
+        passToFileSink(copy);
+    }
+}
+
+int emit(const Level& level, const Line& line) {
+    const int printed = printConsoleLine(level.colour, line.data());
+    if (level.systemLogPriority != kConsoleOnly) {
+        passToSystemLog(level.systemLogPriority, line.data());
+    }
+    return printed;
+}
+
+int emitMessage(const Origin& from, const Level& level, const char* message) {
+    Line line;
+    std::snprintf(line.data(), line.size(), "[%s] %s()@%s(%d) {%s} : %s", level.word, from.function,
+                  qm_detail::baseName(from.file), from.line, qm_GetProcessName(), message);
+    return emit(level, line);
+}
+
+/// UTF-8, cut at a whole character where `out` ends.
+void encodeUtf8(const WideMessage& text, Message& out) {
+    constexpr std::array<unsigned long, 4> kLeadMarks{{0x00, 0xC0, 0xE0, 0xF0}};
+    std::size_t end = 0;
+    for (std::size_t i = 0; text[i] != L'\0'; ++i) {
+        const auto code = static_cast<unsigned long>(text[i]);
+        const unsigned trailing = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
+        if (end + trailing + 1 >= out.size()) {
+            break;
+        }
+        out[end++] = static_cast<char>(kLeadMarks[trailing] | (code >> (6 * trailing)));
+        for (unsigned left = trailing; left > 0; --left) {
+            out[end++] = static_cast<char>(0x80 | ((code >> (6 * (left - 1))) & 0x3F));
+        }
+    }
+    out[end] = '\0';
+}
+
+}  // namespace
+
+int qm_Log(const char* file, const char* function, int line, unsigned level, const char* format, ...) {
+    const ErrnoKeeper keeper;
+    Message message{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message.data(), message.size(), format, arguments);
+    va_end(arguments);
+    return emitMessage({file, function, line}, levelOf(level), message.data());
+}
+
+int qm_LogStdError(const char* file, const char* function, int line, const char* format, ...) {
+    const ErrnoKeeper keeper;
+    Message message{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message.data(), message.size(), format, arguments);
+    va_end(arguments);
+
+    const Level& level = levelOf(QM_LOG_LEVEL_ERROR);
+    ErrorText errorText{};
+    Line composed;
+    std::snprintf(composed.data(), composed.size(), "[%s] %s()@%s(%d) {%s} : std library error [%d : %s] %s",
+                  level.word, function, qm_detail::baseName(file), line, qm_GetProcessName(), keeper.value,
+                  errorTextOf(keeper.value, errorText), message.data());
+    return emit(level, composed);
+}
+
+int qm_LogStdErrorShort(const char* file, const char* function, int line) {
+    const ErrnoKeeper keeper;
+    ErrorText errorText{};
+    return qm_Log(file, function, line, QM_LOG_LEVEL_ERROR, "std library error [%d : %s]\n", keeper.value,
+                  errorTextOf(keeper.value, errorText));
+}
+
+int qm_LogPlain(const char* file, const char* function, int line, const char* format, ...) {
+    constexpr int kNoLine = -1;
+    const ErrnoKeeper keeper;
+    Message message{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message.data(), message.size(), format, arguments);
+    va_end(arguments);
+
+    const char* source = qm_detail::baseName(file);
+    Line composed;
+    if (line == kNoLine) {
+        std::snprintf(composed.data(), composed.size(), "%s ()@%s{%s} : %s", function, source,
+                      qm_GetProcessName(), message.data());
+    } else {
+        std::snprintf(composed.data(), composed.size(), "%s ()@%s(%d) {%s} : %s", function, source, line,
+                      qm_GetProcessName(), message.data());
+    }
+    return printConsoleLine(kDefaultColour, composed.data());
+}
+
+int qm_LogWide(const char* file, const char* function, int line, unsigned level, const wchar_t* format, ...) {
+    const ErrnoKeeper keeper;
+    WideMessage wide{};
+    va_list arguments;
+    va_start(arguments, format);
+    // A message that does not fit is an error to vswprintf, but what fits is there.
+    std::vswprintf(wide.data(), wide.size(), format, arguments);
+    va_end(arguments);
+    wide.back() = L'\0';
+
+    Message message;
+    encodeUtf8(wide, message);
+    return emitMessage({file, function, line}, levelOf(level), message.data());
+}
+
+int qm_PrintConsole(const char* format, ...) {
+    const ErrnoKeeper keeper;
+    Message message{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(message.data(), message.size(), format, arguments);
+    va_end(arguments);
+    const int printed = std::printf("%s%s%s", kDefaultColour, message.data(), kColourReset);
+    std::fflush(stdout);
+    return printed;
+}

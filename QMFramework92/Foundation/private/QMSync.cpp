@@ -1,0 +1,150 @@
+#include "Foundation/QMSync.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <string>
+
+#include "Diagnostics/QMCallStack.h"
+#include "Diagnostics/QMLog.h"
+
+namespace {
+
+constexpr unsigned kInitialCount = 1;
+constexpr mode_t kNamedMode = 0777;
+constexpr pthread_t kNoOwner = 0;
+constexpr int kDumpDepth = 10;
+
+timespec deadlineAfter(std::uint32_t timeoutMs) {
+    constexpr std::uint32_t kMillisecondsPerSecond = 1000;
+    constexpr long kNanosecondsPerMillisecond = 1000000;
+    constexpr long kNanosecondsPerSecond = 1000000000;
+    timespec deadline{};
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_sec += static_cast<std::time_t>(timeoutMs / kMillisecondsPerSecond);
+    deadline.tv_nsec += static_cast<long>(timeoutMs % kMillisecondsPerSecond) * kNanosecondsPerMillisecond;
+    if (deadline.tv_nsec >= kNanosecondsPerSecond) {
+        deadline.tv_nsec -= kNanosecondsPerSecond;
+        ++deadline.tv_sec;
+    }
+    return deadline;
+}
+
+}  // namespace
+
+QMSync::QMSync() {
+    createUnnamed();
+}
+
+QMSync::QMSync(const char* givenName, int givenKind) : kind(givenKind) {
+    if (givenName == nullptr) {
+        QM_LOG_ERROR("invalid arg : name is null\n");
+        return;
+    }
+    std::strncpy(name, givenName, sizeof(name) - 1);
+    if (kind == kUnnamed) {
+        createUnnamed();
+    } else if (kind == kNamed) {
+        openNamed(givenName);
+    } else {
+        QM_LOG_ERROR("invalid arg\n");
+    }
+}
+
+QMSync::~QMSync() {
+    if (handle == nullptr) {
+        return;
+    }
+    if (kind == kNamed) {
+        sem_close(handle);
+    } else {
+        sem_destroy(handle);
+    }
+}
+
+void QMSync::createUnnamed() {
+    constexpr int kThisProcessOnly = 0;
+    if (sem_init(&unnamed, kThisProcessOnly, kInitialCount) == 0) {
+        handle = &unnamed;
+    } else {
+        QM_LOG_STD_ERROR(", sem_init()\n");
+    }
+}
+
+void QMSync::openNamed(const char* givenName) {
+    sem_t* opened = sem_open(("/" + std::string(givenName)).c_str(), O_CREAT, kNamedMode, kInitialCount);
+    if (opened == SEM_FAILED) {
+        QM_LOG_STD_ERROR(", sem_open()\n");
+        return;
+    }
+    handle = opened;
+}
+
+int QMSync::Lock(std::uint32_t timeoutMs) {
+    if (handle == nullptr) {
+        QM_LOG_ERROR("handle is not created\n");
+        QMCallStack::dumpDirectly(kDumpDepth);
+        return kError;
+    }
+    // Only this thread stores its own id here, so another thread's value can never look like ours.
+    if (owner.load(std::memory_order_relaxed) == pthread_self()) {
+        ++recursionCount;
+        return kLocked;
+    }
+    const int result = timeoutMs == QM_WAIT_INFINITE ? waitForever() : waitUntilDeadline(timeoutMs);
+    if (result == kLocked) {
+        owner.store(pthread_self(), std::memory_order_relaxed);
+    }
+    return result;
+}
+
+int QMSync::waitForever() {
+    while (sem_wait(handle) != 0) {
+        if (errno != EINTR) {
+            qm_LogStdError(QM_SOURCE_PATH, "Lock", __LINE__, ", sem_wait()\n");
+            return kError;
+        }
+    }
+    return kLocked;
+}
+
+int QMSync::waitUntilDeadline(std::uint32_t timeoutMs) {
+    const timespec deadline = deadlineAfter(timeoutMs);
+    while (sem_timedwait(handle, &deadline) != 0) {
+        if (errno == ETIMEDOUT) {
+            return kTimedOut;
+        }
+        if (errno != EINTR) {
+            qm_LogStdError(QM_SOURCE_PATH, "Lock", __LINE__, ", sem_timedwait()\n");
+            return kError;
+        }
+    }
+    return kLocked;
+}
+
+void QMSync::Unlock() {
+    if (handle == nullptr) {
+        QM_LOG_ERROR("handle is not created\n");
+        QMCallStack::dumpDirectly(kDumpDepth);
+        return;
+    }
+    if (recursionCount > 0) {
+        --recursionCount;
+        return;
+    }
+    owner.store(kNoOwner, std::memory_order_relaxed);
+    sem_post(handle);
+}
+
+// Lock and Unlock carry no annotations, since a Lock may time out; the scope is what the analysis follows.
+QMSyncGuard::QMSyncGuard(QMSync& lock) QM_NO_THREAD_SAFETY_ANALYSIS
+    : sync(lock),
+      held(lock.Lock(QM_WAIT_INFINITE) == QMSync::kLocked) {}
+
+QMSyncGuard::~QMSyncGuard() QM_NO_THREAD_SAFETY_ANALYSIS {
+    if (held) {
+        sync.Unlock();
+    }
+}
