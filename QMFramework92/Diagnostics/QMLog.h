@@ -17,7 +17,7 @@ enum QMLogLevel : unsigned {
 /// Prints one line "[level] function()@file(line) {process} : message" on the console and, for the levels
 /// error, sys, fault and any number outside the list ("illegal"), sends it to the system log.
 ///
-/// @param file the caller's source path; it must contain a "/", and only what follows the last one is shown.
+/// @param file the caller's source path, of which only what follows the last "/" is shown.
 /// @param format printf format; the formatted message is cut to 511 characters. No newline is added.
 /// @return not meaningful.
 ///
@@ -36,11 +36,11 @@ int qm_LogStdError(const char* file, const char* function, int line, const char*
 int qm_LogStdErrorShort(const char* file, const char* function, int line);
 
 /// qm_Log without a level word: "function ()@file(line) {process} : message", the "(line)" left out when
-/// line is -1. Default colour, console only.
+/// line is -1. Default colour, aligned like qm_Log, console only.
 int qm_LogPlain(const char* file, const char* function, int line, const char* format, ...)
     __attribute__((format(printf, 4, 5)));
 
-/// qm_Log for a wide-character message (vswprintf format), cut to 511 characters.
+/// qm_Log for a wide-character message (vswprintf format), shown as UTF-8 and cut to 511 bytes.
 int qm_LogWide(const char* file, const char* function, int line, unsigned level, const wchar_t* format, ...);
 
 /// Prints at most 511 formatted characters in the default colour and flushes. No level, no system log.

@@ -43,13 +43,14 @@ Conversation::Conversation(ConversationServices used, std::string name, Transpor
 std::future<std::uint32_t> Conversation::startProjection(wifi_discovery::StartRequestReason reason) {
     HeadUnitMessage message;
     message.mutable_start()->set_reason(static_cast<std::uint32_t>(reason));
+    const std::string bytes = encode(message);
     std::future<std::uint32_t> result;
     bool sent = false;
     {
         const std::lock_guard<std::mutex> lock(sending);
         result = pendingStart.begin();
         beginStep(Step::kStartResult, services.limits.startResultTime);
-        sent = sendLocked(message);
+        sent = sendLocked(bytes);
     }
     if (!sent) {
         drop();
@@ -164,7 +165,7 @@ bool Conversation::isWelcome(const std::string& id) {
 // The client joins before Settings goes out, since with it the phone may at once connect by another way; a
 // Start that comes in between waits, since Settings is the first that a phone hears.
 bool Conversation::greet(const ClientInfo& client) {
-    const HeadUnitMessage settings = services.settings.current();
+    const std::string settings = encode(services.settings.current());
     ClientRegistry::Link replaced;
     bool greeted = false;
     {
@@ -209,7 +210,9 @@ bool Conversation::onMayIStart(const Message&) {
         }
         answer.mutable_start_answer()->set_answer(services.callback.canStartProjection(*client));
     }
-    return send(answer);
+    const std::string bytes = encode(answer);
+    const std::lock_guard<std::mutex> lock(sending);
+    return sendLocked(bytes);
 }
 
 bool Conversation::onReadyForProjection(const Message&) {
@@ -234,19 +237,19 @@ bool Conversation::onStartResult(const Message& message) {
     return true;
 }
 
-bool Conversation::send(const HeadUnitMessage& message) {
-    const std::lock_guard<std::mutex> lock(sending);
-    return sendLocked(message);
-}
-
-bool Conversation::sendLocked(const HeadUnitMessage& message) {
-    const std::string bytes = phone_protocol::encodeMessage(message);
+// @return the message as it goes out; empty when it is too large.
+std::string Conversation::encode(const HeadUnitMessage& message) {
+    std::string bytes = phone_protocol::encodeMessage(message);
     if (bytes.empty()) {
         services.log.write(LibraryLog::kError, linkName + ": a message is too large to be sent");
-        return false;
     }
+    return bytes;
+}
+
+bool Conversation::sendLocked(const std::string& bytes) {
     const Transport writing = currentTransport();
-    return writing && !dropped && writing->write(bytes.data(), static_cast<unsigned>(bytes.size())) > 0;
+    return !bytes.empty() && writing && !dropped &&
+           writing->write(bytes.data(), static_cast<unsigned>(bytes.size())) > 0;
 }
 
 void Conversation::beginStep(Step step, std::chrono::milliseconds limit) {

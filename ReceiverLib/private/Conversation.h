@@ -76,8 +76,8 @@ private:
 
     bool isWelcome(const std::string& clientId);
     bool greet(const ClientInfo& client);
-    bool send(const phone_protocol::HeadUnitMessage& message);
-    bool sendLocked(const phone_protocol::HeadUnitMessage& message);
+    std::string encode(const phone_protocol::HeadUnitMessage& message);
+    bool sendLocked(const std::string& bytes);
     void beginStep(Step step, std::chrono::milliseconds limit);
     bool refuse(const std::string& reason);
     void release();

@@ -61,8 +61,8 @@ int remainingTime(std::chrono::steady_clock::time_point deadline) {
 
 }  // namespace
 
-std::unique_ptr<SslTransport> SslTransport::wrap(SSL_CTX* context, int fd, SslTimeLimits limits) {
-    std::unique_ptr<SslTransport> transport(new SslTransport(limits));
+std::unique_ptr<SslTransport> SslTransport::wrap(SSL_CTX* context, int fd, SslTimeLimits timeLimits) {
+    std::unique_ptr<SslTransport> transport(new SslTransport(timeLimits));
     if (!isStreamSocket(fd) || !transport->prepare(context) || !makeNonBlocking(fd)) {
         return nullptr;
     }

@@ -36,7 +36,7 @@ public:
     /// @return empty when `fd` is no stream socket or descriptors run out; `fd` is then untouched. Otherwise
     /// the
     ///         transport owns it.
-    static std::unique_ptr<SslTransport> wrap(SSL_CTX* context, int fd, SslTimeLimits limits);
+    static std::unique_ptr<SslTransport> wrap(SSL_CTX* context, int fd, SslTimeLimits timeLimits);
 
     /// Closes. No other call may be under way.
     ~SslTransport() override;
@@ -53,7 +53,7 @@ private:
     enum class Handshake { kDue, kUnderWay, kDone, kFailed };
 
     struct SslDeleter {
-        void operator()(SSL* ssl) const { SSL_free(ssl); }
+        void operator()(SSL* tls) const { SSL_free(tls); }
     };
 
     explicit SslTransport(SslTimeLimits timeLimits) : limits(timeLimits) {}

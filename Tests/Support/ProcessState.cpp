@@ -60,8 +60,11 @@ std::size_t exchangeDefaultStackSize(std::size_t size) {
 
 }  // namespace
 
-NoMoreThreads::NoMoreThreads()
-    : formerStackSize(exchangeDefaultStackSize(std::numeric_limits<std::size_t>::max() / 4)) {}
+NoMoreThreads::NoMoreThreads() {
+    constexpr std::size_t kShortOfTheWholeAddressSpace = 64 * 1024 * 1024 - 1;
+    formerStackSize =
+        exchangeDefaultStackSize(std::numeric_limits<std::size_t>::max() - kShortOfTheWholeAddressSpace);
+}
 
 NoMoreThreads::~NoMoreThreads() {
     exchangeDefaultStackSize(formerStackSize);

@@ -26,12 +26,14 @@ constexpr unsigned char kSignalByte = 1;
 
 using Clock = std::chrono::steady_clock;
 
-/// Milliseconds of one wait of the kernel; it can be cut short by a waiter that took our signal.
+/// The time limit of one wait, which goes on when another waiter took the signal.
 class WaitLimit {
 public:
     explicit WaitLimit(int timeoutMs) : limitMs(timeoutMs) { restart(); }
 
     void restart() { begin = Clock::now(); }
+
+    bool isOver() const { return remainingMs() == 0; }
 
     /// What is left, rounded up so that a wait never ends early; the full limit when it is negative (none).
     int remainingMs() const {
@@ -133,6 +135,9 @@ private:
             }
             if (!taken.empty()) {
                 return QMEvent::kSignalled;
+            }
+            if (limit.isOver()) {
+                return QMEvent::kTimedOut;
             }
         }
     }

@@ -1,5 +1,7 @@
 #include "Tests/ReceiverLib/Support/TlsPhone.h"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <openssl/pem.h>
 #include <sys/socket.h>
@@ -55,7 +57,9 @@ void trust(SSL_CTX* context, const std::string& caPem) {
 }  // namespace
 
 TlsPhone::TlsPhone(FileDescriptor connected, const TlsPhoneOptions& options)
-    : socket(std::move(connected)), socketNumber(socket.get()), context(SSL_CTX_new(TLS_client_method())) {
+    : socket(std::move(connected)),
+      socketNumber(std::make_unique<int>(socket.get())),
+      context(SSL_CTX_new(TLS_client_method())) {
     // So low that whatever is refused is refused by the head unit.
     SSL_CTX_set_security_level(context.get(), 0);
     require(SSL_CTX_set_min_proto_version(context.get(), TLS1_VERSION) == 1);
@@ -67,16 +71,23 @@ TlsPhone::TlsPhone(FileDescriptor connected, const TlsPhoneOptions& options)
         trust(context.get(), options.caPem);
     }
     ssl.reset(SSL_new(context.get()));
-    BIO* bio = wifi_projection_protocol::makeSocketBio(socketNumber);
+    BIO* bio = wifi_projection_protocol::makeSocketBio(*socketNumber);
     require(ssl && bio != nullptr);
     SSL_set_bio(ssl.get(), bio, bio);
     const timeval patience{kPatience.count(), 0};
-    ::setsockopt(socketNumber, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    ::setsockopt(*socketNumber, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const int noDelay = 1;
+    ::setsockopt(*socketNumber, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof noDelay);
 }
 
 bool TlsPhone::handshake() {
     ERR_clear_error();
     return note(SSL_connect(ssl.get()));
+}
+
+bool TlsPhone::renegotiate() {
+    ERR_clear_error();
+    return SSL_renegotiate(ssl.get()) == 1 && note(SSL_do_handshake(ssl.get()));
 }
 
 bool TlsPhone::send(const std::string& bytes) {
@@ -95,16 +106,16 @@ void TlsPhone::close() {
     ERR_clear_error();
     SSL_shutdown(ssl.get());
     ERR_clear_error();
-    ::shutdown(socketNumber, SHUT_WR);
+    ::shutdown(*socketNumber, SHUT_WR);
 }
 
 void TlsPhone::vanish() {
-    socketNumber = -1;
+    *socketNumber = -1;
     socket = FileDescriptor();
 }
 
 bool TlsPhone::note(int result) {
-    if (result <= 0) {
+    if (result <= 0 && reason == 0) {
         reason = ERR_GET_REASON(ERR_peek_last_error());
     }
     ERR_clear_error();

@@ -37,21 +37,24 @@ public:
     /// Closes the socket without a word.
     void vanish();
 
+    /// Asks for another handshake within the connection. @return false when it is refused.
+    bool renegotiate();
+
     int version() const { return SSL_version(ssl.get()); }
 
-    /// OpenSSL's reason code of the last failure; 0 when there was none.
+    /// OpenSSL's reason code of the first failure; 0 when there was none.
     int failureReason() const { return reason; }
 
 private:
     struct Deleter {
-        void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+        void operator()(SSL_CTX* tlsContext) const { SSL_CTX_free(tlsContext); }
         void operator()(SSL* tls) const { SSL_free(tls); }
     };
 
     bool note(int result);
 
     wifi_projection_protocol::FileDescriptor socket;
-    int socketNumber;
+    std::unique_ptr<int> socketNumber;  // looked up by the BIO, which stays where it is when the phone moves
     std::unique_ptr<SSL_CTX, Deleter> context;
     std::unique_ptr<SSL, Deleter> ssl;
     int reason = 0;

@@ -35,6 +35,7 @@ TEST_F(ProtocolEngine, OnePhoneWalksTheWholeRoad) {
     Peer rfcomm = introduceOnRfcomm("phone", "RFCOMM_1");
     rfcomm.phone.sayVersionAccepted();
     rfcomm.phone.sayStatus(0, "joined");
+    ASSERT_TRUE(unit->waitFor(Event::kStatus));
     Peer tcp = connect("TCP_1", TransportType::kTcp);
     ASSERT_TRUE(tcp.phone.introduce("phone"));
     tcp.phone.askMayIStart();

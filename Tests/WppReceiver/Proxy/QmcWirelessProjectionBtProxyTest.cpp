@@ -188,7 +188,6 @@ TEST_F(QmcWirelessProjectionBtProxy, AReplyThatCannotBeSentIsLogged) {
     proxy->AddObserver(&observer);
     process.sendFrame(sppData(2, "uuid", "1"));
     ASSERT_TRUE(log.waitFor("*** message processing failed! *** messageId[4000] "));
-    observer.onUpdate = nullptr;
 
     FramedPeer next = FramedPeer::connectTo("WPP_SOCKET_FROM_BT");
     next.sendFrame(sppData(2, "uuid", "3"));

@@ -28,6 +28,11 @@ AnsweringPeer::Answer AnsweringPeer::alwaysAnswer(std::uint8_t value) {
     return [value](const Bytes&) { return Bytes(1, static_cast<char>(value)); };
 }
 
+bool AnsweringPeer::waitForConnection() {
+    std::unique_lock guard(mutex);
+    return changed.wait_for(guard, kGenerousLimit, [this] { return wasConnected; });
+}
+
 std::vector<AnsweringPeer::Bytes> AnsweringPeer::frames() {
     std::lock_guard guard(mutex);
     return received;
@@ -64,6 +69,11 @@ void AnsweringPeer::serve() {
 }
 
 void AnsweringPeer::serveConnection(FramedPeer& connection) {
+    {
+        std::lock_guard guard(mutex);
+        wasConnected = true;
+        changed.notify_all();
+    }
     while (!stopping) {
         pollfd watched{connection.socket(), POLLIN, 0};
         if (poll(&watched, 1, static_cast<int>(kPollPeriod.count())) <= 0) {

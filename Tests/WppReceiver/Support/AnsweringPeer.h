@@ -31,6 +31,9 @@ public:
     /// Answers every frame with this one byte.
     static Answer alwaysAnswer(std::uint8_t value);
 
+    /// Waits up to 10 s for a first connection. @return whether one came.
+    bool waitForConnection();
+
     std::vector<Bytes> frames();
 
     /// The ids in front of the frames, in order.
@@ -52,6 +55,7 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     std::vector<Bytes> received;
+    bool wasConnected = false;
     std::thread thread;
 };
 

@@ -1,0 +1,331 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Communication/QMLocalSocketClientStream.h"
+#include "Tests/QMFramework92/Communication/FailingAllocation.h"
+#include "Tests/QMFramework92/Communication/FailingCall.h"
+#include "Tests/QMFramework92/Communication/StreamRecorders.h"
+#include "Tests/Support/FramedPeer.h"
+#include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ProcessState.h"
+#include "Tests/Support/TemporaryDirectory.h"
+
+// Starting, stopping and failing of a client stream, and its asynchronous mode.
+namespace {
+
+using namespace std::chrono_literals;
+using namespace wpp_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr int kNoTimeLimit = -1;
+
+class QMLocalSocketClientLife : public testing::Test {
+protected:
+    QMLocalSocketClientLife() { directory.enter(); }
+
+    void listen() {
+        std::filesystem::remove("S");
+        listener.reset();
+        listener = std::make_unique<FramedListener>("S");
+    }
+
+    FramedPeer startAndAccept(unsigned mode = QMLocalSocketClientStream::kSynchronous) {
+        listen();
+        const std::size_t before = recorder.connections.all().size();
+        EXPECT_TRUE(recorder.start(stream, "S", mode));
+        FramedPeer peer = listener->accept();
+        EXPECT_GT(recorder.connections.waitFor(before + 1).size(), before);
+        return peer;
+    }
+
+    LogCapture log;
+    TemporaryDirectory directory;
+    std::unique_ptr<FramedListener> listener;
+    ClientRecorder recorder;
+    QMLocalSocketClientStream stream;
+};
+
+using QMLocalSocketClientAsynchronous = QMLocalSocketClientLife;
+
+TEST_F(QMLocalSocketClientLife, SynchronousThreadEndsOnceConnected) {
+    const FramedPeer peer = startAndAccept();
+    EXPECT_TRUE(waitUntil([] { return !hasThreadNamed("ClientStream_s9"); }));
+}
+
+TEST_F(QMLocalSocketClientLife, EveryDescriptorIsCloseOnExec) {
+    const auto before = openDescriptors();
+    const FramedPeer peer = startAndAccept();
+    for (const int descriptor : openDescriptors()) {
+        if (before.count(descriptor) == 0) {
+            EXPECT_NE(fcntl(descriptor, F_GETFD) & FD_CLOEXEC, 0) << descriptor;
+        }
+    }
+}
+
+TEST_F(QMLocalSocketClientLife, ConnectingThreadCarriesTheStreamsName) {
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    EXPECT_TRUE(waitUntil([] { return hasThreadNamed("ClientStream_s9"); }));
+}
+
+TEST_F(QMLocalSocketClientLife, StopWithoutStartReturns) {
+    stream.Stop();
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(QMLocalSocketClientLife, StopClosesTheConnection) {
+    FramedPeer peer = startAndAccept();
+    stream.Stop();
+    EXPECT_TRUE(peer.waitForClose());
+    EXPECT_EQ(stream.send("x", 1), 0);
+}
+
+TEST_F(QMLocalSocketClientLife, StopTellsTheConnectionHandlerNothing) {
+    const FramedPeer peer = startAndAccept();
+    stream.Stop();
+    EXPECT_THAT(recorder.connections.all(), ElementsAre(true));
+}
+
+TEST_F(QMLocalSocketClientLife, StopWhileConnectingTakesOnlyAMoment) {
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    const Stopwatch watch;
+    stream.Stop();
+    EXPECT_LT(watch.elapsed(), 900ms);
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(QMLocalSocketClientLife, StopWhileTheListenersQueueIsFullTakesOnlyAMoment) {
+    const FramedListener full("S", 0);
+    const FramedPeer waiting = FramedPeer::connectTo("S");
+    const auto before = openDescriptors().size();
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    // The thread blocks in connect once it has its socket.
+    ASSERT_TRUE(waitUntil([&] { return openDescriptors().size() > before; }));
+    const Stopwatch watch;
+    stream.Stop();
+    EXPECT_LT(watch.elapsed(), 900ms);
+}
+
+TEST_F(QMLocalSocketClientLife, ConnectsOnceAFullQueueHasRoom) {
+    FramedListener full("S", 0);
+    const FramedPeer waiting = FramedPeer::connectTo("S");
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    const FramedPeer first = full.accept();
+    FramedPeer second = full.accept();
+    EXPECT_THAT(recorder.connections.waitFor(1), ElementsAre(true));
+    EXPECT_EQ(stream.send("x", 1), 5);
+    EXPECT_EQ(second.receiveFrame(), "x");
+}
+
+TEST_F(QMLocalSocketClientLife, StopEndsAnExchangeThatWaitsForEver) {
+    FramedPeer peer = startAndAccept();
+    int result = -1;
+    std::thread caller([&] {
+        std::vector<char> reply(16384);
+        unsigned length = 0;
+        result = stream.communicate("question", 8, reply.data(), &length, kNoTimeLimit);
+    });
+    EXPECT_EQ(peer.receiveFrame(), "question");
+    const Stopwatch watch;
+    stream.Stop();
+    caller.join();
+    EXPECT_LT(watch.elapsed(), 6s);
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(QMLocalSocketClientLife, StopLetsAnExchangeComeToItsEnd) {
+    FramedPeer peer = startAndAccept();
+    int result = -1;
+    std::thread caller([&] {
+        std::vector<char> reply(16384);
+        unsigned length = 0;
+        result = stream.communicate("question", 8, reply.data(), &length, kNoTimeLimit);
+    });
+    EXPECT_EQ(peer.receiveFrame(), "question");
+    std::thread stopper([&] { stream.Stop(); });
+    EXPECT_TRUE(peer.sendFrame("answer"));
+    stopper.join();
+    caller.join();
+    EXPECT_EQ(result, 12);
+}
+
+TEST_F(QMLocalSocketClientLife, StopRightAfterStartAlwaysReturns) {
+    for (int i = 0; i < 30; ++i) {
+        ASSERT_TRUE(recorder.start(stream, "S"));
+        stream.Stop();
+    }
+}
+
+TEST_F(QMLocalSocketClientLife, DestructorStops) {
+    listen();
+    auto owned = std::make_unique<QMLocalSocketClientStream>();
+    ASSERT_TRUE(recorder.start(*owned, "S"));
+    FramedPeer peer = listener->accept();
+    owned.reset();
+    EXPECT_TRUE(peer.waitForClose());
+}
+
+TEST_F(QMLocalSocketClientLife, StreamRestartsAfterStop) {
+    startAndAccept().close();
+    stream.Stop();
+    FramedPeer peer = startAndAccept();
+    EXPECT_EQ(stream.send("again", 5), 9);
+    EXPECT_EQ(peer.receiveFrame(), "again");
+}
+
+TEST_F(QMLocalSocketClientLife, StartStopsARunningStreamFirst) {
+    FramedPeer first = startAndAccept();
+    FramedPeer second = startAndAccept();
+    EXPECT_TRUE(first.waitForClose());
+    EXPECT_EQ(stream.send("x", 1), 5);
+    EXPECT_EQ(second.receiveFrame(), "x");
+}
+
+TEST_F(QMLocalSocketClientLife, ManyRoundsLeaveNoDescriptorBehind) {
+    startAndAccept().close();
+    stream.Stop();
+    const auto before = openDescriptors().size();
+    for (int i = 0; i < 20; ++i) {
+        startAndAccept().close();
+        stream.Stop();
+    }
+    EXPECT_EQ(openDescriptors().size(), before);
+}
+
+TEST_F(QMLocalSocketClientLife, StartAndStopFromSeveralThreadsDoNotHang) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([this] {
+            for (int round = 0; round < 5; ++round) {
+                recorder.start(stream, "S");
+                stream.Stop();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(stream.send("x", 1), 0);
+}
+
+TEST_F(QMLocalSocketClientLife, StreamThatGetsNoSocketLogsAndCanBeRestarted) {
+    {
+        const FailingCall none(SystemCall::kSocket, EMFILE);
+        ASSERT_TRUE(recorder.start(stream, "S"));
+        EXPECT_TRUE(log.waitFor("MainProc()@QMLocalSocketStream("));
+        EXPECT_EQ(log.count("create socket : fail in socket"), 1U);
+        stream.Stop();
+    }
+    EXPECT_TRUE(startAndAccept().isConnected());
+}
+
+TEST_F(QMLocalSocketClientLife, StreamWithoutHandlersConnects) {
+    listen();
+    ASSERT_TRUE(stream.Start({"S", 16384, nullptr, nullptr}, QMLocalSocketClientStream::kSynchronous));
+    FramedPeer peer = listener->accept();
+    ASSERT_TRUE(waitUntil([&] { return stream.send("x", 1) == 5; }));
+    EXPECT_EQ(peer.receiveFrame(), "x");
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, EveryFrameReachesTheDataHandler) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    ASSERT_TRUE(peer.sendBytes(frameOf("one") + frameOf("two")));
+    ASSERT_TRUE(peer.sendByteByByte(frameOf("three")));
+    EXPECT_THAT(recorder.frames.waitFor(3), ElementsAre("one", "two", "three"));
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, FrameAboveTheReceiveLimitIsReceivedWhole) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    const std::string payload(100000, 'x');
+    ASSERT_TRUE(peer.sendFrame(payload));
+    EXPECT_THAT(recorder.frames.waitFor(1), ElementsAre(payload));
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, EmptyFrameIsLogged) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    ASSERT_TRUE(peer.sendBytes(framePrefix(0) + frameOf("next")));
+    EXPECT_THAT(recorder.frames.waitFor(1), ElementsAre("next"));
+    EXPECT_EQ(log.count("MainProc()@QMLocalSocketStream("), 1U);
+    EXPECT_EQ(log.count("recv: no data"), 1U);
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, FrameThatBreaksOffIsDropped) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    ASSERT_TRUE(peer.sendBytes(framePrefix(10) + "half"));
+    peer.close();
+    EXPECT_TRUE(waitUntil([&] { return recorder.connections.all().size() >= 2; }));
+    EXPECT_EQ(log.count("recv: error"), 2U);
+    EXPECT_THAT(recorder.frames.all(), IsEmpty());
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, FrameThatCannotBeAllocatedIsLogged) {
+    const FailingAllocation failing(777);
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    ASSERT_TRUE(peer.sendBytes(framePrefix(777)));
+    EXPECT_TRUE(log.waitFor("recv: buffer is NULL"));
+    EXPECT_TRUE(log.contains("catch exception. SocketName[S] length[777] what[std::bad_alloc]"));
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, StreamConnectsAgainAfterThePeerClosed) {
+    startAndAccept(QMLocalSocketClientStream::kAsynchronous).close();
+    FramedPeer second = listener->accept();
+    ASSERT_TRUE(second.isConnected());
+    EXPECT_THAT(recorder.connections.waitFor(3), ElementsAre(true, false, true));
+    ASSERT_TRUE(second.sendFrame("again"));
+    EXPECT_THAT(recorder.frames.waitFor(1), ElementsAre("again"));
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, NewConnectionComesAfterTheRetryPeriod) {
+    FramedPeer first = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    const Stopwatch watch;
+    first.close();
+    ASSERT_TRUE(listener->accept().isConnected());
+    EXPECT_GE(watch.elapsed(), 95ms);
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, SendAfterThePeerClosedIsSilentlyRefused) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    listener.reset();
+    peer.close();
+    ASSERT_THAT(recorder.connections.waitFor(2), ElementsAre(true, false));
+    log.clear();
+    EXPECT_EQ(stream.send("x", 1), 0);
+    EXPECT_FALSE(log.contains("send()"));
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, ReconnectingLeavesNoDescriptorBehind) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    const auto before = openDescriptors().size();
+    for (int i = 0; i < 5; ++i) {
+        peer = listener->accept(0ms);
+        peer = listener->accept();
+        ASSERT_TRUE(peer.isConnected());
+    }
+    EXPECT_EQ(openDescriptors().size(), before);
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, PeerThatStallsWithinAFrameCannotHoldUpStop) {
+    FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    ASSERT_TRUE(peer.sendBytes(framePrefix(100) + "half"));
+    const Stopwatch watch;
+    stream.Stop();
+    EXPECT_LT(watch.elapsed(), 6s);
+    EXPECT_TRUE(peer.waitForClose());
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, StopWhileIdleTakesOnlyAMoment) {
+    const FramedPeer peer = startAndAccept(QMLocalSocketClientStream::kAsynchronous);
+    const Stopwatch watch;
+    stream.Stop();
+    EXPECT_LT(watch.elapsed(), 900ms);
+}
+
+}  // namespace

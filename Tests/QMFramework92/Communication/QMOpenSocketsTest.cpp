@@ -1,0 +1,68 @@
+#include "Communication/QMOpenSockets.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "Tests/Support/ProcessState.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class QMOpenSocketsTest : public testing::Test {
+protected:
+    QMOpenSocketsTest() {
+        std::array<int, 2> pair{};
+        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair.data()), 0);
+        ours = QMDescriptor(pair[0]);
+        theirs = QMDescriptor(pair[1]);
+    }
+
+    QMDescriptor ours;
+    QMDescriptor theirs;
+    QMOpenSockets sockets;
+};
+
+TEST_F(QMOpenSocketsTest, AdoptedSocketIsContainedUntilItIsClosed) {
+    const int number = sockets.adopt(std::move(ours));
+    EXPECT_TRUE(sockets.contains(number));
+    sockets.close(number);
+    EXPECT_FALSE(sockets.contains(number));
+    EXPECT_EQ(wpp_test::openDescriptors().count(number), 0U);
+}
+
+TEST_F(QMOpenSocketsTest, ListIsInAscendingOrder) {
+    const int first = sockets.adopt(std::move(theirs));
+    const int second = sockets.adopt(std::move(ours));
+    EXPECT_THAT(sockets.list(), ElementsAre(std::min(first, second), std::max(first, second)));
+}
+
+TEST_F(QMOpenSocketsTest, CloseAllEmptiesTheSet) {
+    sockets.adopt(std::move(ours));
+    sockets.closeAll();
+    EXPECT_THAT(sockets.list(), IsEmpty());
+    char byte = 0;
+    EXPECT_EQ(recv(theirs.get(), &byte, 1, 0), 0);
+}
+
+TEST_F(QMOpenSocketsTest, ShutdownEndsBothDirectionsAndKeepsTheSocket) {
+    const int number = sockets.adopt(std::move(ours));
+    sockets.shutdownAll();
+    char byte = 0;
+    EXPECT_EQ(recv(theirs.get(), &byte, 1, 0), 0);
+    EXPECT_EQ(recv(number, &byte, 1, 0), 0);
+    EXPECT_TRUE(sockets.contains(number));
+}
+
+TEST_F(QMOpenSocketsTest, ClosingAnUnknownNumberDoesNothing) {
+    sockets.close(theirs.get());
+    EXPECT_EQ(wpp_test::openDescriptors().count(theirs.get()), 1U);
+}
+
+}  // namespace
