@@ -8,7 +8,6 @@
 #include "Simulator/private/Road/ChildProcess.h"
 #include "Simulator/private/Road/RoadStages.h"
 #include "Tests/Simulator/LoopFixture.h"
-#include "Tests/Simulator/OwnNetwork.h"
 
 namespace simulator {
 namespace {
@@ -18,12 +17,7 @@ namespace fs = std::filesystem;
 /// Runs the program with the real receiver, as its user does.
 class WholeRoad : public LoopTest {
 protected:
-    WholeRoad() {
-        // Where the system does not allow a network of its own, the resource lock keeps the other tests off
-        // the port.
-        enterOwnNetwork();
-        ::setenv("TMPDIR", directory.path().c_str(), 1);
-    }
+    WholeRoad() { ::setenv("TMPDIR", directory.path().c_str(), 1); }
     ~WholeRoad() override { ::unsetenv("TMPDIR"); }
 
     void start(std::vector<std::string> options) {
