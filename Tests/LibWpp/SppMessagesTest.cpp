@@ -8,6 +8,7 @@
 #include <tuple>
 #include <vector>
 
+#include "LibWpp/SppReceivedData.h"
 #include "Tests/LibWpp/MessageChecks.h"
 #include "Tests/Support/LogCapture.h"
 

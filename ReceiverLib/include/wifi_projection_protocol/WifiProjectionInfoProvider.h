@@ -6,7 +6,8 @@
 
 namespace wifi_projection_protocol {
 
-/// Supplies the settings that the library tells a phone. The library owns it and calls it from its own threads.
+/// Supplies the settings that the library tells a phone. The library owns it and calls it from its own
+/// threads.
 class WifiProjectionInfoProvider {
 public:
     virtual ~WifiProjectionInfoProvider() = default;

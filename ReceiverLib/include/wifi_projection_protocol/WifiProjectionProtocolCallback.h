@@ -23,9 +23,13 @@ public:
 
     virtual void onWifiVersionResponseFailure(const ClientInfo& client, const std::uint32_t& value) = 0;
 
+    /// The client has lost its TCP transport, or its last transport when it had no TCP one: by the phone, by
+    /// a breach of the protocol, by a time limit or by ClientDisconnected. Once, until the phone has said who
+    /// it is again. `client` still holds the names of the transports that it had.
     virtual void onClientLost(const ClientInfo& client) = 0;
 
-    /// Has the head unit a record of this client?
+    /// Has the head unit a record of this client? Asked about a phone that comes over TCP and is not on
+    /// RFCOMM; unless it is known it is turned away.
     virtual bool isClientKnown(const std::string& clientId) = 0;
 };
 

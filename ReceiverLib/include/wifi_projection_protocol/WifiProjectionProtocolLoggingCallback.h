@@ -9,6 +9,8 @@ class WifiProjectionProtocolLoggingCallback {
 public:
     virtual ~WifiProjectionProtocolLoggingCallback() = default;
 
+    /// @param level 0 information, 1 warning, 2 error.
+    /// @param text one line without its end.
     virtual void log(int level, const std::string& text) = 0;
 };
 

@@ -1,0 +1,93 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "private/PhoneLink.h"
+#include "wifi_projection_protocol/ClientInfo.h"
+
+namespace wifi_projection_protocol {
+
+/// Which links there are, by name, and which phones are on them, by client id. Calls nobody but
+/// PhoneLink::name() and type(), so its lock is never held while somebody else's code runs. Any thread.
+///
+/// A link is added with its name, joins a client with the phone's Hello, and is taken out once: by name, by
+/// another link of the same name, by another link of the same client and type, or at its own end.
+///
+/// A client is lost when it loses its TCP link, or its last link if it has had no TCP link since its last
+/// Hello; once for each such Hello at most. The loss waits for the lost link's own thread to report it, and
+/// until it has, no new link joins that client: so a phone's arrival is never reported ahead of its previous
+/// loss.
+class ClientRegistry {
+public:
+    using Link = std::shared_ptr<PhoneLink>;
+
+    explicit ClientRegistry(std::size_t linkLimit) : maxLinks(linkLimit) {}
+
+    /// Adds a link. @param replaced gets the link that had its name; it is out already and to be dropped.
+    /// @return false when stopped or full.
+    bool add(const Link& link, Link& replaced);
+
+    /// Takes out the link of this name. @return it, to be dropped; empty when there is none.
+    Link take(const std::string& name);
+
+    /// Takes out this link if it is still in.
+    void remove(const PhoneLink& link);
+
+    /// The phone on this link has said that it is `client`. Waits until an earlier loss of it is reported.
+    /// @param replaced gets the client's former link of the same type; it is out already and to be dropped.
+    /// @return false when the link is out or all is stopped.
+    bool join(const PhoneLink& link, const ClientInfo& client, Link& replaced);
+
+    /// Has this client an RFCOMM link?
+    bool isOnRfcomm(const std::string& clientId) const;
+
+    /// @return the client with its present links; empty when it has none.
+    std::optional<ClientInfo> find(const std::string& clientId) const;
+
+    /// @return the client's TCP link; empty when it has none.
+    Link tcpLinkOf(const std::string& clientId) const;
+
+    /// @return the client that was lost with this link, with the links that it had until then; empty when
+    /// none was,
+    ///         or when stopped. It is given out once; after reporting it, call lossReported.
+    std::optional<ClientInfo> takeLoss(const PhoneLink& link);
+    void lossReported(const std::string& clientId);
+
+    /// Nothing is added, joined or lost any more. @return every link, to be dropped.
+    std::vector<Link> stop();
+
+private:
+    struct Member {
+        Link link;
+        std::string clientId;  // empty before Hello
+    };
+    struct Client {
+        ClientInfo info;
+        bool lossDue = false;
+        unsigned lossesInReport = 0;
+    };
+
+    const Member* findMember(const PhoneLink& link) const;
+    Link takeOut(const std::string& name, bool countsAsLoss);
+    void leave(Client& client, const Member& member, bool countsAsLoss);
+    void forgetIfGone(const std::string& clientId);
+
+    const std::size_t maxLinks;
+
+    mutable std::mutex mutex;
+    std::condition_variable changed;  // of lossesInReport and stopped
+    // Guarded by mutex.
+    std::unordered_map<std::string, Member> members;
+    std::unordered_map<std::string, Client> clients;
+    std::unordered_map<const PhoneLink*, ClientInfo> losses;
+    bool stopped = false;
+};
+
+}  // namespace wifi_projection_protocol

@@ -1,0 +1,82 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace wifi_projection_protocol {
+
+/// Something that runs on a thread of its own and may be late with what it is doing.
+class Supervised {
+public:
+    using Clock = std::chrono::steady_clock;
+    static constexpr Clock::time_point kNoDeadline = Clock::time_point::max();
+
+    virtual ~Supervised() = default;
+
+    /// The work, on a thread of its own; must not throw.
+    virtual void run() = 0;
+
+    /// When the step under way must be over; kNoDeadline when nothing is due. Called with the supervisor's
+    /// lock held, so it only looks.
+    virtual Clock::time_point deadline() const = 0;
+
+    /// The deadline is over: end the work. Afterwards deadline() is kNoDeadline. Called without a lock.
+    virtual void endLate() = 0;
+};
+
+/// Owns the threads of everything supervised, and one of its own that joins those that have ended and ends
+/// those that are late. So no thread ever joins itself, and a read that blocks for ever still has a time
+/// limit.
+///
+/// Life: running from construction -> stopped by stop() or the destructor, for good. Any thread may call
+/// start() and recheck(), supervised ones included; stop() is called from outside.
+class Supervisor {
+public:
+    Supervisor();
+    ~Supervisor();
+
+    Supervisor(const Supervisor&) = delete;
+    Supervisor& operator=(const Supervisor&) = delete;
+
+    /// Runs `work` on a new thread and shares its ownership until that thread is joined.
+    /// @return false when stopped or when there is no thread to be had; it has not run then.
+    bool start(std::shared_ptr<Supervised> work);
+
+    /// A deadline has changed.
+    void recheck();
+
+    /// Waits until everything supervised has ended and joins it. It does not end it: that is the caller's to
+    /// do.
+    void stop();
+
+private:
+    struct Entry {
+        std::shared_ptr<Supervised> work;
+        std::thread thread;
+        bool ended = false;
+    };
+    using Entries = std::list<Entry>;
+    using Lock = std::unique_lock<std::mutex>;
+
+    void supervise();
+    void joinEnded(Lock& lock);
+    void endLate(Lock& lock);
+    Supervised::Clock::time_point nextDeadline() const;
+    void finish(Entries::iterator entry);
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    // Guarded by mutex.
+    Entries entries;
+    bool stopping = false;
+    bool due = false;  // something changed since the supervising thread looked last
+
+    std::thread thread;
+};
+
+}  // namespace wifi_projection_protocol

@@ -1,0 +1,104 @@
+#include "Simulator/private/CommandLine.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+
+namespace simulator {
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+/// Options as they stand on the command line; those left out do not override the scenario.
+struct RoadFlags {
+    std::optional<int> phones;
+    std::optional<std::string> tls;
+    std::string scenarioFile;
+};
+
+void addPhone(CLI::App& app, PhoneIdentity& phone) {
+    CLI::App* const command =
+        app.add_subcommand("phone", "Play a phone: orders on standard input, events on standard output");
+    command->add_option("--device", phone.device, "Its id with the head unit's Bluetooth process")
+        ->check(CLI::Range(0, 254))
+        ->capture_default_str();
+    command->add_option("--client-id", phone.clientId, "How it calls itself to the receiver")->required();
+    command->add_option("--name", phone.name, "Its name");
+    command->add_option("--description", phone.description, "Its description");
+}
+
+void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
+    CLI::App* const command =
+        app.add_subcommand("road", "Start the receiver and its peers and take phones along the whole road");
+    command->add_option("--phones", flags.phones, "How many phones, each from a loopback address of its own")
+        ->check(CLI::Range(1, Scenario::kMostPhones));
+    command
+        ->add_option("--tls", flags.tls,
+                     "Where the receiver gets its TLS material from: configured, requested")
+        ->check(CLI::IsMember({"configured", "requested"}));
+    command->add_option("--scenario", flags.scenarioFile, "Read the course from this JSON file")
+        ->check(CLI::ExistingFile);
+    command->add_option("--receiver", road.receiver, "The receiver's program")
+        ->check(CLI::ExistingFile)
+        ->capture_default_str();
+    command->add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
+    command->add_flag("--verbose", road.verbose, "Show every line of every process");
+}
+
+Scenario scenarioOf(const RoadFlags& flags) {
+    Scenario scenario =
+        flags.scenarioFile.empty() ? Scenario::ordinary() : Scenario::parse(readFile(flags.scenarioFile));
+    scenario.phones = flags.phones.value_or(scenario.phones);
+    if (flags.tls) {
+        scenario.tls = tlsSourceOf(*flags.tls);
+    }
+    return scenario;
+}
+
+Role roleOf(const CLI::App& app) {
+    const std::string name = app.get_subcommands().front()->get_name();
+    if (name == "controller") {
+        return Role::kController;
+    }
+    if (name == "bluetooth") {
+        return Role::kBluetooth;
+    }
+    return name == "phone" ? Role::kPhone : Role::kRoad;
+}
+
+}  // namespace
+
+std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments, const std::string& ownPath,
+                                              std::ostream& output, std::ostream& errors, int& exitStatus) {
+    CommandLine result;
+    RoadFlags flags;
+    result.road.simulator = ownPath;
+    result.road.receiver = (std::filesystem::path(ownPath).parent_path() / "WppReceiver").string();
+    CLI::App app(
+        "Plays the peers of the receiver: the head unit's controller and Bluetooth process, and phones",
+        "wpp-simulator");
+    app.require_subcommand(1);
+    app.add_subcommand("controller",
+                       "Play the controller: orders on standard input, events on standard output");
+    app.add_subcommand("bluetooth",
+                       "Play the Bluetooth process: orders on standard input, events on standard output");
+    addPhone(app, result.phone);
+    addRoad(app, result.road, flags);
+    try {
+        std::reverse(arguments.begin(), arguments.end());
+        app.parse(arguments);
+        result.role = roleOf(app);
+        result.road.receiver = std::filesystem::absolute(result.road.receiver).string();
+        result.road.scenario = scenarioOf(flags);
+        return result;
+    } catch (const CLI::ParseError& error) {
+        exitStatus = app.exit(error, output, errors) == 0 ? 0 : kUsageError;
+    } catch (const JsonError& error) {
+        errors << "wpp-simulator: " << error.what() << std::endl;
+        exitStatus = kUsageError;
+    }
+    return std::nullopt;
+}
+
+}  // namespace simulator

@@ -1,0 +1,120 @@
+#include "Simulator/private/Road/RoadRunner.h"
+
+#include <cstdio>
+#include <exception>
+
+#include "Simulator/private/Road/RoadStages.h"
+
+namespace simulator {
+
+namespace {
+
+std::vector<ScenarioStage> courseOf(const Scenario& scenario) {
+    if (!scenario.course.empty()) {
+        return scenario.course;
+    }
+    std::vector<ScenarioStage> course;
+    for (const std::string& name : wholeRoad(scenario.tls)) {
+        course.push_back({name, true, {}, {}});
+    }
+    return course;
+}
+
+std::vector<std::string> namesOf(const std::vector<ScenarioStage>& course) {
+    std::vector<std::string> names;
+    for (const ScenarioStage& stage : course) {
+        names.push_back(stage.name);
+    }
+    return names;
+}
+
+std::string secondsText(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "%9.3f s", seconds);
+    return text;
+}
+
+std::string counted(std::size_t count, const std::string& thing) {
+    return std::to_string(count) + " " + thing + (count == 1 ? "" : "s");
+}
+
+}  // namespace
+
+RoadRunner::RoadRunner(const RoadOptions& roadOptions, std::ostream& output)
+    : options(roadOptions),
+      out(output),
+      begin(monotonicSeconds()),
+      course(courseOf(options.scenario)),
+      stages(namesOf(course)) {}
+
+int RoadRunner::run() {
+    Road road(options, out);
+    for (const ScenarioStage& stage : course) {
+        std::string about;
+        try {
+            takeStage(road, stage);
+            continue;
+        } catch (const StageFailure& failure) {
+            about = failure.from;
+            out << "road: stage \"" << stage.name << "\" failed: " << failure.what() << std::endl;
+        } catch (const std::exception& error) {
+            out << "road: stage \"" << stage.name << "\" failed: " << error.what() << std::endl;
+        }
+        road.describeProcesses(about, out);
+        return printEnd();
+    }
+    return printEnd();
+}
+
+void RoadRunner::takeStage(Road& road, const ScenarioStage& stage) {
+    if (stage.isBuiltIn) {
+        findRoadStage(stage.name)->take(road);
+    } else {
+        takeOwnStage(road, stage);
+    }
+    const StageTimes times = road.takeProof();
+    if (const std::optional<std::string> complaint = stages.reach(stage.name, times)) {
+        throw StageFailure(*complaint);
+    }
+    printReached(stage.name, times);
+}
+
+/// What was reported before the stage's orders is no proof of what they do; a stage without orders waits for
+/// what earlier ones have set off.
+void RoadRunner::takeOwnStage(Road& road, const ScenarioStage& stage) {
+    for (const Expectation& expectation : stage.expectations) {
+        if (!stage.orders.empty()) {
+            road.forget(expectation);
+        }
+    }
+    for (const ScenarioOrder& order : stage.orders) {
+        road.order(order.to, order.order);
+    }
+    for (const Expectation& expectation : stage.expectations) {
+        road.prove(expectation);
+    }
+}
+
+/// Of many phones the line's time is the first one's, the one that the order of the stages goes by.
+void RoadRunner::printReached(const std::string& name, const StageTimes& times) {
+    if (options.scenario.phones == 1) {
+        out << "[" << secondsText(times.last - begin) << "] " << name << std::endl;
+    } else {
+        out << "[" << secondsText(times.first - begin) << "] " << name << ", last phone"
+            << secondsText(times.last - begin) << std::endl;
+    }
+}
+
+int RoadRunner::printEnd() {
+    const std::string phones = counted(static_cast<std::size_t>(options.scenario.phones), "phone");
+    if (const std::optional<std::string> missing = stages.missing()) {
+        out << "road: failed at \"" << *missing << "\", " << stages.reachedCount() << " of "
+            << counted(stages.size(), "stage") << " reached with " << phones << std::endl;
+        return 1;
+    }
+    out << "road: every stage reached, " << counted(stages.size(), "stage") << " with " << phones << " in"
+        << secondsText(monotonicSeconds() - begin) << std::endl;
+    return 0;
+}
+
+}  // namespace simulator

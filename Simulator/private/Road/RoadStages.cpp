@@ -1,0 +1,353 @@
+#include "Simulator/private/Road/RoadStages.h"
+
+#include <algorithm>
+#include <array>
+
+#include "Simulator/private/Road/Road.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr int kStart = 1000;
+constexpr int kSetPort = 1002;
+constexpr int kSetWifi = 1003;
+constexpr int kRfcommConnected = 1004;
+constexpr int kRfcommDisconnected = 1005;
+constexpr int kStartProjection = 1006;
+constexpr int kStopStart = 1007;
+constexpr int kReplyCanStart = 1008;
+constexpr int kAddDevice = 1009;
+constexpr int kDeleteDevice = 1010;
+constexpr int kKeyAnswer = 1011;
+constexpr int kTerminate = 1;
+constexpr int kReady = 2000;
+constexpr int kStartResponse = 2002;
+constexpr int kMayItStart = 2003;
+constexpr int kWifiStatus = 2004;
+constexpr int kConnected = 2005;
+constexpr int kLost = 2006;
+constexpr int kKeyRequest = 2007;
+
+constexpr int kStartReason = 1;
+constexpr int kStartResult = 1;     // what the phone answers; 0 stands for no answer
+constexpr int kCanStartAnswer = 1;  // what the controller answers
+constexpr int kWifiJoined = 0;
+constexpr const char* kWifiText = "joined";
+constexpr int kConnectPatienceMs = 5000;  // the receiver's server opens a moment after the protocol
+constexpr Milliseconds kTerminateLimit{2000};
+
+Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
+    return {from, name, where, Json::object(), Milliseconds(0)};
+}
+
+Expectation notification(int message, const RoadPhone& phone, const Json& where = Json::object()) {
+    Json fields = {{"message", message}, {"btDeviceId", phone.device}};
+    fields.update(where);
+    return event(Road::kController, "notification", fields);
+}
+
+Json withMessage(int message, const Json& fields) {
+    Json all = {{"message", message}};
+    all.update(fields);
+    return all;
+}
+
+void commandFor(Road& road, int message, const RoadPhone& phone, const Json& fields = Json::object()) {
+    Json all = {{"message", message}, {"btDeviceId", phone.device}};
+    all.update(fields);
+    road.command(all);
+}
+
+/// The material for the receiver, as files of the working directory.
+Json keyMaterial() {
+    return {{"sslCertificate", "@receiver.pem"},
+            {"sslPrivateKey", "@receiver.key"},
+            {"sslCaCertificate", "@ca.pem"}};
+}
+
+/// The settings that a phone has to be told, on either way.
+Json expectedSettings(const Road& road, const char* way) {
+    const Scenario& scenario = road.scenario();
+    Json settings = scenario.wifi;
+    settings["link"] = way;
+    settings["host"] = scenario.projectionPort["ipAddress"];
+    settings["port"] = scenario.projectionPort["port"];
+    settings["channelType"] = scenario.protocol["channelType"];
+    settings["channelList"] = scenario.protocol["channelList"];
+    return settings;
+}
+
+// --- steps that several stages take
+// -------------------------------------------------------------------------------
+
+/// The phone's RFCOMM channel has to stand on both sides before the phone says hello: what comes earlier is
+/// lost.
+void connectRfcomm(Road& road, const RoadPhone& phone) {
+    road.forget(event(phone.name, "rfcomm-closed"));
+    road.order(phone.name, {{"order", "connect-rfcomm"}});
+    road.await(event(Road::kBluetooth, "phone-linked", {{"btDeviceId", phone.device}}));
+    commandFor(road, kRfcommConnected, phone);
+    road.order(phone.name, {{"order", "hello"}, {"link", "rfcomm"}});
+}
+
+void proveSettings(Road& road, const RoadPhone& phone, const char* way) {
+    road.prove(event(phone.name, "settings", expectedSettings(road, way)));
+}
+
+void connectTcp(Road& road, const RoadPhone& phone) {
+    for (const char* const earlier : {"tcp-connecting", "tcp-connected", "tls-done", "tcp-closed"}) {
+        road.forget(event(phone.name, earlier));
+    }
+    road.order(phone.name, {{"order", "connect-tcp"},
+                            {"port", 30516},
+                            {"bind", phone.address},
+                            {"patience_ms", kConnectPatienceMs},
+                            {"certificate", "@phone.pem"},
+                            {"privateKey", "@phone.key"},
+                            {"caCertificate", "@ca.pem"}});
+}
+
+void secureTcp(Road& road, const RoadPhone& phone) {
+    road.prove(event(phone.name, "tls-done"));
+    road.order(phone.name, {{"order", "hello"}, {"link", "tcp"}});
+}
+
+void proveReady(Road& road, const RoadPhone& phone) {
+    road.prove(notification(kReady, phone, {{"phoneInfo1", phone.clientId}, {"phoneInfo2", phone.name}}));
+}
+
+void startPhone(Road& road, const RoadPhone& phone) {
+    commandFor(road, kStartProjection, phone, {{"reason", kStartReason}});
+    road.prove(event(phone.name, "start", {{"reason", kStartReason}}));
+}
+
+// --- the stages
+// -----------------------------------------------------------------------------------------------------
+
+void processUp(Road& road) {
+    for (const char* const peer : {Road::kController, Road::kBluetooth}) {
+        road.launch(peer);
+        road.await(event(peer, "listening"));
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        road.launch(phone.name);
+    }
+    road.launch(Road::kReceiver);
+    for (const char* const socket : {"WPP_SOCKET_TO_WPP", "WPP_SOCKET_FROM_WPP"}) {
+        road.prove(event(Road::kController, "link-up", {{"socket", socket}}));
+    }
+    for (const char* const socket : {"WPP_SOCKET_FROM_BT", "WPP_SOCKET_TO_BT"}) {
+        road.prove(event(Road::kBluetooth, "link-up", {{"socket", socket}}));
+    }
+}
+
+/// The start itself is never answered; a stop with no start pending is harmless, and is answered with 1 only
+/// once the protocol runs.
+void protocolStarted(Road& road) {
+    Json start = withMessage(kStart, road.scenario().protocol);
+    start["order"] = "send";
+    if (road.scenario().tls == TlsSource::kConfigured) {
+        start.update(keyMaterial());
+    } else {
+        Json answer = {{"order", "answer-key-request"}, {"how", "material"}};
+        answer.update(keyMaterial());
+        road.order(Road::kController, answer);
+    }
+    road.order(Road::kController, start);
+    road.prove(event(Road::kController, "sent", {{"message", kStart}}));
+    commandFor(road, kStopStart, road.phones().front());
+}
+
+void settings(Road& road) {
+    road.command(withMessage(kSetPort, road.scenario().projectionPort));
+    road.command(withMessage(kSetWifi, road.scenario().wifi));
+}
+
+void device(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        commandFor(road, kAddDevice, phone, {{"deviceInfo1", phone.name}, {"deviceInfo2", phone.clientId}});
+    }
+}
+
+void rfcommConnected(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        connectRfcomm(road, phone);
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        proveSettings(road, phone, "rfcomm");
+    }
+}
+
+void wifiStatus(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.order(phone.name, {{"order", "wifi-version"}, {"link", "rfcomm"}, {"accepted", true}});
+        road.order(
+            phone.name,
+            {{"order", "wifi-status"}, {"link", "rfcomm"}, {"status", kWifiJoined}, {"text", kWifiText}});
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        road.prove(notification(kWifiStatus, phone, {{"status", kWifiJoined}, {"text", kWifiText}}));
+    }
+}
+
+/// What counts is when the phone began to connect: it may hear of its success later than the receiver's
+/// question for TLS material goes out.
+void tcpConnected(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        connectTcp(road, phone);
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        road.prove(event(phone.name, "tcp-connecting"));
+        road.await(event(phone.name, "tcp-connected"));
+    }
+}
+
+void keyFetched(Road& road) {
+    road.prove(event(Road::kController, "notification", {{"message", kKeyRequest}}));
+    road.prove(event(Road::kController, "key-answered", {{"message", kKeyAnswer}}));
+}
+
+void tcpAccepted(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        secureTcp(road, phone);
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        proveSettings(road, phone, "tcp");
+    }
+    road.refuse(event(Road::kController, "notification", {{"message", kKeyRequest}}),
+                "the receiver asked for TLS material that it has");
+}
+
+void mayItStart(Road& road) {
+    road.order(Road::kController, {{"order", "answer-can-start"}, {"canStart", kCanStartAnswer}});
+    for (const RoadPhone& phone : road.phones()) {
+        road.order(phone.name, {{"order", "may-i-start"}});
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        road.prove(notification(kMayItStart, phone));
+        road.prove(
+            event(Road::kController, "sent", {{"message", kReplyCanStart}, {"btDeviceId", phone.device}}));
+        road.prove(event(phone.name, "start-answer", {{"answer", kCanStartAnswer}}));
+    }
+}
+
+void ready(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.order(phone.name, {{"order", "ready"}});
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        proveReady(road, phone);
+    }
+}
+
+void connected(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.prove(notification(kConnected, phone));
+    }
+}
+
+/// One phone after the other: a second start would end the first.
+void start(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.order(phone.name, {{"order", "answer-start"}, {"result", kStartResult}});
+        startPhone(road, phone);
+        road.prove(notification(kStartResponse, phone, {{"result", kStartResult}}));
+    }
+}
+
+void startStopped(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.order(phone.name, {{"order", "answer-start"}, {"never", true}});
+        startPhone(road, phone);
+        commandFor(road, kStopStart, phone);
+        road.prove(notification(kStartResponse, phone, {{"result", 0}}));
+        road.prove(
+            event(Road::kBluetooth, "disconnect-spp", {{"btDeviceId", phone.device}, {"delivered", true}}));
+        road.prove(event(phone.name, "rfcomm-closed"));
+        road.prove(event(phone.name, "tcp-closed"));
+        road.prove(notification(kLost, phone));
+    }
+}
+
+void startAgain(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.order(phone.name, {{"order", "answer-start"}, {"result", kStartResult}});
+        connectRfcomm(road, phone);
+        proveSettings(road, phone, "rfcomm");
+        connectTcp(road, phone);
+        secureTcp(road, phone);
+        proveSettings(road, phone, "tcp");
+        road.order(phone.name, {{"order", "ready"}});
+        proveReady(road, phone);
+        road.prove(notification(kConnected, phone));
+        startPhone(road, phone);
+        road.prove(notification(kStartResponse, phone, {{"result", kStartResult}}));
+        road.refuse(event(Road::kBluetooth, "disconnect-spp", {{"btDeviceId", phone.device}}),
+                    "the stopped start dropped the RFCOMM link more than once");
+    }
+}
+
+void loss(Road& road) {
+    for (const RoadPhone& phone : road.phones()) {
+        road.refuse(notification(kLost, phone), "the phone was lost before it left");
+        road.order(phone.name, {{"order", "close"}, {"link", "tcp"}});
+        road.order(phone.name, {{"order", "close"}, {"link", "rfcomm"}});
+        road.await(event(Road::kBluetooth, "phone-gone", {{"btDeviceId", phone.device}}));
+        commandFor(road, kRfcommDisconnected, phone);
+    }
+    for (const RoadPhone& phone : road.phones()) {
+        road.prove(notification(kLost, phone));
+        commandFor(road, kDeleteDevice, phone);
+    }
+}
+
+void terminate(Road& road) {
+    road.order(Road::kController, {{"order", "send"}, {"message", kTerminate}});
+    Expectation end = event(Road::kReceiver, "exit");
+    end.within = kTerminateLimit;
+    const PeerEvent exit = road.prove(end);
+    if (exit.details != Json{{"status", 0}}) {
+        throw StageFailure("the receiver ended with " + exit.details.dump(), Road::kReceiver);
+    }
+}
+
+constexpr std::array<RoadStage, 17> kStages{{
+    {"process up", false, processUp},
+    {"protocol started", false, protocolStarted},
+    {"settings", false, settings},
+    {"device", false, device},
+    {"RFCOMM connected", false, rfcommConnected},
+    {"Wi-Fi status", false, wifiStatus},
+    {"TCP connected", false, tcpConnected},
+    {"key fetched", true, keyFetched},
+    {"TCP accepted", false, tcpAccepted},
+    {"may it start", false, mayItStart},
+    {"ready", false, ready},
+    {"connected", false, connected},
+    {"start", false, start},
+    {"start stopped", false, startStopped},
+    {"start again", false, startAgain},
+    {"loss", false, loss},
+    {"terminate", false, terminate},
+}};
+
+}  // namespace
+
+const RoadStage* findRoadStage(const std::string& name) {
+    const auto* const found = std::find_if(kStages.begin(), kStages.end(),
+                                           [&name](const RoadStage& stage) { return name == stage.name; });
+    return found == kStages.end() ? nullptr : found;
+}
+
+std::vector<std::string> wholeRoad(TlsSource tls) {
+    std::vector<std::string> names;
+    for (const RoadStage& stage : kStages) {
+        if (!stage.onlyRequested || tls == TlsSource::kRequested) {
+            names.emplace_back(stage.name);
+        }
+    }
+    return names;
+}
+
+}  // namespace simulator

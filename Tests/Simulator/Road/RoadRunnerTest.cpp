@@ -1,0 +1,81 @@
+#include "Simulator/private/Road/RoadRunner.h"
+
+#include "Tests/Simulator/LoopFixture.h"
+
+namespace simulator {
+namespace {
+
+class RoadRunnerTest : public LoopTest {
+protected:
+    RoadRunnerTest() {
+        options.simulator = SIMULATOR_PROGRAM;
+        options.receiver = "/bin/false";
+    }
+
+    int run(const std::string& scenario) {
+        options.scenario = Scenario::parse(scenario);
+        return RoadRunner(options, output).run();
+    }
+
+    bool printed(const std::string& text) const { return output.str().find(text) != std::string::npos; }
+
+    RoadOptions options;
+    std::ostringstream output;
+};
+
+TEST_F(RoadRunnerTest, PrintsEachStageAndTheEnd) {
+    EXPECT_EQ(run(R"({"course":[
+        {"stage":"controller comes","orders":[{"to":"road","order":"restart","peer":"controller"}],
+         "expect":[{"from":"controller","event":"listening"}]},
+        {"stage":"controller goes","orders":[{"to":"controller","order":"end"}],
+         "expect":[{"from":"controller","event":"exit","where":{"status":0}}]}]})"),
+              0)
+        << output.str();
+    EXPECT_TRUE(printed("] controller comes\n"));
+    EXPECT_TRUE(printed("] controller goes\n"));
+    EXPECT_TRUE(printed("road: every stage reached, 2 stages with 1 phone in"));
+}
+
+TEST_F(RoadRunnerTest, StageThatIsNotReachedIsNamedWithTheReason) {
+    EXPECT_EQ(run(R"({"course":[
+        {"stage":"controller comes","orders":[{"to":"road","order":"restart","peer":"controller"}]},
+        {"stage":"it snows","expect":[{"from":"controller","event":"snow","within_ms":50}]},
+        {"stage":"never"}]})"),
+              1);
+    EXPECT_TRUE(printed("road: stage \"it snows\" failed: no \"snow\" from controller within 50 ms\n"))
+        << output.str();
+    EXPECT_TRUE(printed("--- last lines of controller\n"));
+    EXPECT_TRUE(printed("road: failed at \"it snows\", 1 of 3 stages reached with 1 phone\n"));
+}
+
+TEST_F(RoadRunnerTest, StageReachedBeforeItsForerunnerIsNamed) {
+    EXPECT_EQ(run(R"({"course":[
+        {"stage":"first","orders":[{"to":"road","order":"restart","peer":"controller"}],
+         "expect":[{"from":"controller","event":"listening"}]},
+        {"stage":"second","orders":[{"to":"controller","order":"die"}],
+         "expect":[{"from":"controller","event":"exit"}]},
+        {"stage":"third","expect":[{"from":"controller","event":"dying"}]}]})"),
+              1);
+    EXPECT_TRUE(printed("stage \"third\" is out of order: it was reached before \"second\"")) << output.str();
+}
+
+TEST_F(RoadRunnerTest, ReceiverThatEndsAtOnceFailsTheFirstStage) {
+    EXPECT_EQ(run("{}"), 1);
+    EXPECT_TRUE(printed("road: stage \"process up\" failed: the receiver has ended;")) << output.str();
+    EXPECT_TRUE(printed("road: failed at \"process up\", 0 of 16 stages reached with 1 phone\n"));
+}
+
+TEST_F(RoadRunnerTest, ReceiverThatCannotBeStartedFailsTheFirstStage) {
+    options.receiver = "/missing/receiver";
+    EXPECT_EQ(run("{}"), 1);
+    EXPECT_TRUE(printed("road: stage \"process up\" failed: start /missing/receiver: No such file"))
+        << output.str();
+}
+
+TEST_F(RoadRunnerTest, TimesOfManyPhonesAreTheFirstOnesAndTheLastOnes) {
+    EXPECT_EQ(run(R"({"phones":2,"course":[{"stage":"nothing"}]})"), 0);
+    EXPECT_TRUE(printed("] nothing, last phone ")) << output.str();
+}
+
+}  // namespace
+}  // namespace simulator

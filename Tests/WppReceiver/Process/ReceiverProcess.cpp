@@ -1,0 +1,123 @@
+#include "Tests/WppReceiver/Process/ReceiverProcess.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <utility>
+
+namespace wpp_test {
+
+namespace {
+
+constexpr int kExecFailed = 127;
+constexpr int kSignalBase = 128;
+
+[[noreturn]] void becomeReceiver(const char* program, const char* directory, const char* outputFile) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int output = open(outputFile, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (chdir(directory) == 0 && output >= 0) {
+        dup2(output, STDOUT_FILENO);
+        dup2(output, STDERR_FILENO);
+        close(output);
+        execl(program, program, static_cast<char*>(nullptr));
+    }
+    _exit(kExecFailed);
+}
+
+int statusOf(int waitStatus) {
+    return WIFSIGNALED(waitStatus) ? kSignalBase + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
+}
+
+}  // namespace
+
+ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory)
+    : directory(std::move(workingDirectory)), outputFile(directory / "receiver.log") {
+    const char* program = std::getenv("WPP_RECEIVER");
+    process = fork();
+    if (process == 0) {
+        becomeReceiver(program, directory.c_str(), outputFile.c_str());
+    }
+}
+
+ReceiverProcess::~ReceiverProcess() {
+    if (isAlive()) {
+        kill(process, SIGKILL);
+        waitForExit();
+    }
+}
+
+bool ReceiverProcess::isAlive() {
+    if (!exitStatus) {
+        int status = 0;
+        if (waitpid(process, &status, WNOHANG) == process) {
+            exitStatus = statusOf(status);
+        }
+    }
+    return !exitStatus;
+}
+
+std::optional<int> ReceiverProcess::waitForExit(std::chrono::milliseconds limit) {
+    waitUntil([this] { return !isAlive(); }, limit);
+    return exitStatus;
+}
+
+std::string ReceiverProcess::output() const {
+    std::ifstream in(outputFile, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::size_t ReceiverProcess::countOutput(const std::string& part) const {
+    const std::string text = output();
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+bool ReceiverProcess::waitForOutput(const std::string& part) const {
+    return waitUntil([&] { return countOutput(part) > 0; });
+}
+
+std::size_t ReceiverProcess::descriptors() const {
+    return countEntries("fd");
+}
+
+std::size_t ReceiverProcess::threads() const {
+    return countEntries("task");
+}
+
+std::size_t ReceiverProcess::settledDescriptors() const {
+    constexpr std::chrono::milliseconds kSeveralPasses{500};
+    std::size_t settled = descriptors();
+    while (waitUntil([&] { return descriptors() != settled; }, kSeveralPasses)) {
+        settled = descriptors();
+    }
+    return settled;
+}
+
+std::string ReceiverProcess::mappedLibrary(const std::string& name) const {
+    std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+    for (std::string line; std::getline(maps, line);) {
+        const std::size_t path = line.find('/');
+        if (path != std::string::npos && line.find(name, path) != std::string::npos) {
+            return line.substr(path);
+        }
+    }
+    return "";
+}
+
+std::size_t ReceiverProcess::countEntries(const std::string& procDirectory) const {
+    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(process) + "/" +
+                                                      procDirectory);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+}  // namespace wpp_test

@@ -1,0 +1,74 @@
+#include "Core/RfcommTransportAdapter.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "LibWpp/SppReceivedData.h"
+#include "Proxy/QmcWirelessProjectionBtProxy.h"
+
+namespace wifi_projection_protocol {
+
+namespace {
+constexpr int kClosed = -1;
+}
+
+RfcommTransportAdapter::RfcommTransportAdapter(std::uint8_t deviceId, std::string uuid)
+    : btDeviceId(deviceId), serviceUuid(std::move(uuid)), observer(this, &RfcommTransportAdapter::onSppData) {
+    QmcWirelessProjectionBtProxy::getInstance()->AddObserver(&observer);
+}
+
+RfcommTransportAdapter::~RfcommTransportAdapter() {
+    close();
+}
+
+int RfcommTransportAdapter::read(void* destination, unsigned length) {
+    QMEvent::WaitEvent(&dataAvailable, QM_WAIT_INFINITE);
+    if (closed != 0) {
+        // The signal of close stays, so that every other read returns too.
+        dataAvailable.SetEvent();
+        return kClosed;
+    }
+    QMSyncGuard guard(lock);
+    const std::size_t count = std::min<std::size_t>(buffer.size(), length);
+    const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(count);
+    std::copy(buffer.begin(), end, static_cast<std::uint8_t*>(destination));
+    buffer.erase(buffer.begin(), end);
+    if (!buffer.empty()) {
+        dataAvailable.SetEvent();
+    }
+    return static_cast<int>(count);
+}
+
+int RfcommTransportAdapter::write(const void* source, unsigned length) {
+    if (closed != 0) {
+        return kClosed;
+    }
+    return QmcWirelessProjectionBtProxy::getInstance()->sendSppData(
+        btDeviceId, serviceUuid, static_cast<const std::uint8_t*>(source), length);
+}
+
+void RfcommTransportAdapter::close() {
+    if (closed.exchange(1) != 0) {
+        return;
+    }
+    QmcWirelessProjectionBtProxy* proxy = QmcWirelessProjectionBtProxy::getInstance();
+    proxy->RemoveObserver(&observer);
+    proxy->disconnectSpp(btDeviceId, serviceUuid);
+    dataAvailable.SetEvent();
+}
+
+unsigned RfcommTransportAdapter::onSppData(unsigned eventCode, const void* payload, int) {
+    if (eventCode != QmcWirelessProjectionBtProxy::kSppDataReceived) {
+        return 0;
+    }
+    const auto& record = *static_cast<const SppReceivedData*>(payload);
+    if (record.btDeviceId != btDeviceId || record.uuid != serviceUuid) {
+        return 0;
+    }
+    QMSyncGuard guard(lock);
+    buffer.insert(buffer.end(), record.data, record.data + record.length);
+    dataAvailable.SetEvent();
+    return 0;
+}
+
+}  // namespace wifi_projection_protocol

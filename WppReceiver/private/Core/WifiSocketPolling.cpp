@@ -1,0 +1,70 @@
+#include "Core/WifiSocketPolling.h"
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+namespace {
+
+constexpr int kMaxEvents = 2;  // the watched socket and the wake-up
+
+void closeIfOpen(int& fd) {
+    if (fd >= 0) {
+        close(fd);
+        fd = -1;
+    }
+}
+
+}  // namespace
+
+WifiSocketPolling::WifiSocketPolling() {
+    init();
+}
+
+WifiSocketPolling::~WifiSocketPolling() {
+    closeBoth();
+}
+
+void WifiSocketPolling::init() {
+    closeBoth();
+    eventFd = eventfd(0, EFD_CLOEXEC);
+    epollFd = epoll_create1(EPOLL_CLOEXEC);
+    add(eventFd, EPOLLIN);
+}
+
+void WifiSocketPolling::add(int fd, std::uint32_t events) {
+    epoll_event event{};
+    event.events = events;
+    event.data.fd = fd;
+    epoll_ctl(epollFd, EPOLL_CTL_DEL, fd, &event);
+    epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &event);
+}
+
+int WifiSocketPolling::wait(int timeoutMs) {
+    std::array<epoll_event, kMaxEvents> events{};
+    int count;
+    do {
+        count = epoll_wait(epollFd, events.data(), kMaxEvents, timeoutMs);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        return kFailed;
+    }
+    for (int i = 0; i < count; ++i) {
+        if (events[static_cast<std::size_t>(i)].data.fd == eventFd) {
+            return kWokenUp;
+        }
+    }
+    return count == 0 ? kTimedOut : kReady;
+}
+
+void WifiSocketPolling::wakeUp() {
+    eventfd_write(eventFd, 1);
+}
+
+void WifiSocketPolling::closeBoth() {
+    closeIfOpen(eventFd);
+    closeIfOpen(epollFd);
+}
