@@ -3,9 +3,10 @@
 #include <cstdint>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
-#include "LibWpp/WppIPCMessageCore.h"
+#include "LibWpp/WppIPCMessage.h"
 #include "common/Common.pb.h"
 #include "wifi_discovery/WifiDiscovery.h"
 
@@ -13,8 +14,8 @@
 // to the receiver, the others to the controller.
 //
 // A message names its fields once, in wire order, in fields(); what a field's type means on the wire is one
-// table in private/MessageFields.h. The constructors take the fields in the same order; a device id wider
-// than 8 bits is cut to its low 8 bits.
+// table in MessageFields.h. The constructors take the fields in the same order; a device id wider than 8 bits
+// is cut to its low 8 bits.
 namespace wifi_projection_protocol {
 
 /// Orders the receiver to end. Header only.
@@ -23,20 +24,26 @@ constexpr std::int32_t kTerminateMessageId = 1;
 constexpr std::int32_t kStopWifiProjectionProtocolMessageId = 1001;
 
 /// Starts the protocol; empty TLS texts make the receiver ask for them when a phone connects.
-class StartWifiProjectionProtocolSerializer : public WppIPCMessageCore {
+class StartWifiProjectionProtocolSerializer
+    : public WppIPCMessage<StartWifiProjectionProtocolSerializer, 1000> {
 public:
-    static constexpr std::int32_t kMessageId = 1000;
-
-    StartWifiProjectionProtocolSerializer() : WppIPCMessageCore(kMessageId) {}
+    StartWifiProjectionProtocolSerializer() = default;
     StartWifiProjectionProtocolSerializer(wifi_discovery::WifiChannelType channelTypeValue,
                                           std::vector<unsigned int> channelListValue,
                                           common::HeadUnitInfo headUnitInfoValue,
                                           std::string sslCertificateValue, std::string sslPrivateKeyValue,
-                                          std::string sslCaCertificateValue);
-    ~StartWifiProjectionProtocolSerializer() override;
+                                          std::string sslCaCertificateValue)
+        : channelType(channelTypeValue),
+          channelList(std::move(channelListValue)),
+          headUnitInfo(std::move(headUnitInfoValue)),
+          sslCertificate(std::move(sslCertificateValue)),
+          sslPrivateKey(std::move(sslPrivateKeyValue)),
+          sslCaCertificate(std::move(sslCaCertificateValue)) {}
 
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() {
+        return std::tie(channelType, channelList, headUnitInfo, sslCertificate, sslPrivateKey,
+                        sslCaCertificate);
+    }
 
     wifi_discovery::WifiChannelType channelType{};
     std::vector<unsigned int> channelList;
@@ -44,352 +51,249 @@ public:
     std::string sslCertificate;
     std::string sslPrivateKey;
     std::string sslCaCertificate;
-
-private:
-    auto fields() {
-        return std::tie(channelType, channelList, headUnitInfo, sslCertificate, sslPrivateKey,
-                        sslCaCertificate);
-    }
 };
 
 /// The address at which the phone is told to reach the receiver.
-class SetProjectionPortInfoSerializer : public WppIPCMessageCore {
+class SetProjectionPortInfoSerializer : public WppIPCMessage<SetProjectionPortInfoSerializer, 1002> {
 public:
-    static constexpr std::int32_t kMessageId = 1002;
+    SetProjectionPortInfoSerializer() = default;
+    SetProjectionPortInfoSerializer(std::string ipAddressValue, std::uint16_t portValue)
+        : ipAddress(std::move(ipAddressValue)), port(portValue) {}
 
-    SetProjectionPortInfoSerializer() : WppIPCMessageCore(kMessageId) {}
-    SetProjectionPortInfoSerializer(std::string ipAddressValue, std::uint16_t portValue);
-    ~SetProjectionPortInfoSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(ipAddress, port); }
 
     std::string ipAddress;
     std::uint16_t port = 0;
-
-private:
-    auto fields() { return std::tie(ipAddress, port); }
 };
 
 /// The Wi-Fi settings, passed on to the phone unchanged.
-class SetWifiInfoSerializer : public WppIPCMessageCore {
+class SetWifiInfoSerializer : public WppIPCMessage<SetWifiInfoSerializer, 1003> {
 public:
-    static constexpr std::int32_t kMessageId = 1003;
-
-    SetWifiInfoSerializer() : WppIPCMessageCore(kMessageId) {}
+    SetWifiInfoSerializer() = default;
     SetWifiInfoSerializer(std::string wifiInfo1Value, std::string wifiInfo2Value, std::string wifiInfo3Value,
-                          std::uint32_t wifiInfo4Value);
-    ~SetWifiInfoSerializer() override;
+                          std::uint32_t wifiInfo4Value)
+        : wifiInfo1(std::move(wifiInfo1Value)),
+          wifiInfo2(std::move(wifiInfo2Value)),
+          wifiInfo3(std::move(wifiInfo3Value)),
+          wifiInfo4(wifiInfo4Value) {}
 
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(wifiInfo1, wifiInfo2, wifiInfo3, wifiInfo4); }
 
     std::string wifiInfo1;
     std::string wifiInfo2;
     std::string wifiInfo3;
     std::uint32_t wifiInfo4 = 0;
-
-private:
-    auto fields() { return std::tie(wifiInfo1, wifiInfo2, wifiInfo3, wifiInfo4); }
 };
 
 /// The phone's RFCOMM link is up.
-class RfcommConnectedSerializer : public WppIPCMessageCore {
+class RfcommConnectedSerializer : public WppIPCMessage<RfcommConnectedSerializer, 1004> {
 public:
-    static constexpr std::int32_t kMessageId = 1004;
+    RfcommConnectedSerializer() = default;
+    explicit RfcommConnectedSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    RfcommConnectedSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit RfcommConnectedSerializer(unsigned deviceId);
-    ~RfcommConnectedSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// The phone's RFCOMM link is gone.
-class RfcommDisconnectedSerializer : public WppIPCMessageCore {
+class RfcommDisconnectedSerializer : public WppIPCMessage<RfcommDisconnectedSerializer, 1005> {
 public:
-    static constexpr std::int32_t kMessageId = 1005;
+    RfcommDisconnectedSerializer() = default;
+    explicit RfcommDisconnectedSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    RfcommDisconnectedSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit RfcommDisconnectedSerializer(unsigned deviceId);
-    ~RfcommDisconnectedSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// Start the phone's projection.
-class StartProjectionSerializer : public WppIPCMessageCore {
+class StartProjectionSerializer : public WppIPCMessage<StartProjectionSerializer, 1006> {
 public:
-    static constexpr std::int32_t kMessageId = 1006;
+    StartProjectionSerializer() = default;
+    StartProjectionSerializer(unsigned deviceId, wifi_discovery::StartRequestReason reasonValue)
+        : btDeviceId(lowByte(deviceId)), reason(reasonValue) {}
 
-    StartProjectionSerializer() : WppIPCMessageCore(kMessageId) {}
-    StartProjectionSerializer(unsigned deviceId, wifi_discovery::StartRequestReason reasonValue);
-    ~StartProjectionSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, reason); }
 
     std::uint8_t btDeviceId = 0;
     wifi_discovery::StartRequestReason reason{};
-
-private:
-    auto fields() { return std::tie(btDeviceId, reason); }
 };
 
 /// Give up a pending start.
-class StopProjectionStartSerializer : public WppIPCMessageCore {
+class StopProjectionStartSerializer : public WppIPCMessage<StopProjectionStartSerializer, 1007> {
 public:
-    static constexpr std::int32_t kMessageId = 1007;
+    StopProjectionStartSerializer() = default;
+    explicit StopProjectionStartSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    StopProjectionStartSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit StopProjectionStartSerializer(unsigned deviceId);
-    ~StopProjectionStartSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// The controller's answer to CanStartProjection.
-class ReplyCanStartProjectionSerializer : public WppIPCMessageCore {
+class ReplyCanStartProjectionSerializer : public WppIPCMessage<ReplyCanStartProjectionSerializer, 1008> {
 public:
-    static constexpr std::int32_t kMessageId = 1008;
+    ReplyCanStartProjectionSerializer() = default;
+    ReplyCanStartProjectionSerializer(unsigned deviceId, std::uint32_t canStartValue)
+        : btDeviceId(lowByte(deviceId)), canStart(canStartValue) {}
 
-    ReplyCanStartProjectionSerializer() : WppIPCMessageCore(kMessageId) {}
-    ReplyCanStartProjectionSerializer(unsigned deviceId, std::uint32_t canStartValue);
-    ~ReplyCanStartProjectionSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, canStart); }
 
     std::uint8_t btDeviceId = 0;
     std::uint32_t canStart = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId, canStart); }
 };
 
 /// Adds the record of a paired phone.
-class AddDeviceInfoSerializer : public WppIPCMessageCore {
+class AddDeviceInfoSerializer : public WppIPCMessage<AddDeviceInfoSerializer, 1009> {
 public:
-    static constexpr std::int32_t kMessageId = 1009;
+    AddDeviceInfoSerializer() = default;
+    AddDeviceInfoSerializer(unsigned deviceId, std::string deviceInfo1Value, std::string deviceInfo2Value)
+        : btDeviceId(lowByte(deviceId)),
+          deviceInfo1(std::move(deviceInfo1Value)),
+          deviceInfo2(std::move(deviceInfo2Value)) {}
 
-    AddDeviceInfoSerializer() : WppIPCMessageCore(kMessageId) {}
-    AddDeviceInfoSerializer(unsigned deviceId, std::string deviceInfo1Value, std::string deviceInfo2Value);
-    ~AddDeviceInfoSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, deviceInfo1, deviceInfo2); }
 
     std::uint8_t btDeviceId = 0;
     std::string deviceInfo1;
     std::string deviceInfo2;
-
-private:
-    auto fields() { return std::tie(btDeviceId, deviceInfo1, deviceInfo2); }
 };
 
 /// Drops the record of a paired phone.
-class DeleteDeviceInfoSerializer : public WppIPCMessageCore {
+class DeleteDeviceInfoSerializer : public WppIPCMessage<DeleteDeviceInfoSerializer, 1010> {
 public:
-    static constexpr std::int32_t kMessageId = 1010;
+    DeleteDeviceInfoSerializer() = default;
+    explicit DeleteDeviceInfoSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    DeleteDeviceInfoSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit DeleteDeviceInfoSerializer(unsigned deviceId);
-    ~DeleteDeviceInfoSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// The TLS texts (PEM), only as the reply to ReqGetSecureSslKey.
-class ResGetSecureSslKeySerializer : public WppIPCMessageCore {
+class ResGetSecureSslKeySerializer : public WppIPCMessage<ResGetSecureSslKeySerializer, 1011> {
 public:
-    static constexpr std::int32_t kMessageId = 1011;
-
-    ResGetSecureSslKeySerializer() : WppIPCMessageCore(kMessageId) {}
+    ResGetSecureSslKeySerializer() = default;
     ResGetSecureSslKeySerializer(std::string sslCertificateValue, std::string sslPrivateKeyValue,
-                                 std::string sslCaCertificateValue);
-    ~ResGetSecureSslKeySerializer() override;
+                                 std::string sslCaCertificateValue)
+        : sslCertificate(std::move(sslCertificateValue)),
+          sslPrivateKey(std::move(sslPrivateKeyValue)),
+          sslCaCertificate(std::move(sslCaCertificateValue)) {}
 
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(sslCertificate, sslPrivateKey, sslCaCertificate); }
 
     std::string sslCertificate;
     std::string sslPrivateKey;
     std::string sslCaCertificate;
-
-private:
-    auto fields() { return std::tie(sslCertificate, sslPrivateKey, sslCaCertificate); }
 };
 
 /// A phone is ready for projection.
-class OnReadyForProjectionSerializer : public WppIPCMessageCore {
+class OnReadyForProjectionSerializer : public WppIPCMessage<OnReadyForProjectionSerializer, 2000> {
 public:
-    static constexpr std::int32_t kMessageId = 2000;
-
-    OnReadyForProjectionSerializer() : WppIPCMessageCore(kMessageId) {}
+    OnReadyForProjectionSerializer() = default;
     OnReadyForProjectionSerializer(unsigned deviceId, std::string phoneInfo1Value,
-                                   std::string phoneInfo2Value, std::string phoneInfo3Value);
-    ~OnReadyForProjectionSerializer() override;
+                                   std::string phoneInfo2Value, std::string phoneInfo3Value)
+        : btDeviceId(lowByte(deviceId)),
+          phoneInfo1(std::move(phoneInfo1Value)),
+          phoneInfo2(std::move(phoneInfo2Value)),
+          phoneInfo3(std::move(phoneInfo3Value)) {}
 
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, phoneInfo1, phoneInfo2, phoneInfo3); }
 
     std::uint8_t btDeviceId = 0;
     std::string phoneInfo1;
     std::string phoneInfo2;
     std::string phoneInfo3;
-
-private:
-    auto fields() { return std::tie(btDeviceId, phoneInfo1, phoneInfo2, phoneInfo3); }
 };
 
 /// A phone cannot do the Wi-Fi settings.
-class OnWifiVersionResponseFailureSerializer : public WppIPCMessageCore {
+class OnWifiVersionResponseFailureSerializer
+    : public WppIPCMessage<OnWifiVersionResponseFailureSerializer, 2001> {
 public:
-    static constexpr std::int32_t kMessageId = 2001;
-
-    OnWifiVersionResponseFailureSerializer() : WppIPCMessageCore(kMessageId) {}
+    OnWifiVersionResponseFailureSerializer() = default;
     OnWifiVersionResponseFailureSerializer(unsigned deviceId, std::string phoneInfo1Value,
                                            std::string phoneInfo2Value, std::string phoneInfo3Value,
-                                           std::uint32_t valueValue);
-    ~OnWifiVersionResponseFailureSerializer() override;
+                                           std::uint32_t valueValue)
+        : btDeviceId(lowByte(deviceId)),
+          phoneInfo1(std::move(phoneInfo1Value)),
+          phoneInfo2(std::move(phoneInfo2Value)),
+          phoneInfo3(std::move(phoneInfo3Value)),
+          value(valueValue) {}
 
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, phoneInfo1, phoneInfo2, phoneInfo3, value); }
 
     std::uint8_t btDeviceId = 0;
     std::string phoneInfo1;
     std::string phoneInfo2;
     std::string phoneInfo3;
     std::uint32_t value = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId, phoneInfo1, phoneInfo2, phoneInfo3, value); }
 };
 
 /// The outcome of a StartProjection.
-class OnStartProjectionResponseSerializer : public WppIPCMessageCore {
+class OnStartProjectionResponseSerializer : public WppIPCMessage<OnStartProjectionResponseSerializer, 2002> {
 public:
-    static constexpr std::int32_t kMessageId = 2002;
+    OnStartProjectionResponseSerializer() = default;
+    OnStartProjectionResponseSerializer(unsigned deviceId, std::uint32_t resultValue)
+        : btDeviceId(lowByte(deviceId)), result(resultValue) {}
 
-    OnStartProjectionResponseSerializer() : WppIPCMessageCore(kMessageId) {}
-    OnStartProjectionResponseSerializer(unsigned deviceId, std::uint32_t resultValue);
-    ~OnStartProjectionResponseSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, result); }
 
     std::uint8_t btDeviceId = 0;
     std::uint32_t result = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId, result); }
 };
 
 /// May this phone start projection? Answered later by ReplyCanStartProjection.
-class CanStartProjectionSerializer : public WppIPCMessageCore {
+class CanStartProjectionSerializer : public WppIPCMessage<CanStartProjectionSerializer, 2003> {
 public:
-    static constexpr std::int32_t kMessageId = 2003;
+    CanStartProjectionSerializer() = default;
+    explicit CanStartProjectionSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    CanStartProjectionSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit CanStartProjectionSerializer(unsigned deviceId);
-    ~CanStartProjectionSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// How a phone's joining of the Wi-Fi goes.
-class OnWifiConnectStatusSerializer : public WppIPCMessageCore {
+class OnWifiConnectStatusSerializer : public WppIPCMessage<OnWifiConnectStatusSerializer, 2004> {
 public:
-    static constexpr std::int32_t kMessageId = 2004;
+    OnWifiConnectStatusSerializer() = default;
+    OnWifiConnectStatusSerializer(unsigned deviceId, std::uint32_t statusValue, std::string textValue)
+        : btDeviceId(lowByte(deviceId)), status(statusValue), text(std::move(textValue)) {}
 
-    OnWifiConnectStatusSerializer() : WppIPCMessageCore(kMessageId) {}
-    OnWifiConnectStatusSerializer(unsigned deviceId, std::uint32_t statusValue, std::string textValue);
-    ~OnWifiConnectStatusSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, status, text); }
 
     std::uint8_t btDeviceId = 0;
     std::uint32_t status = 0;
     std::string text;
-
-private:
-    auto fields() { return std::tie(btDeviceId, status, text); }
 };
 
 /// A phone is connected over TCP.
-class OnClientConnectedSerializer : public WppIPCMessageCore {
+class OnClientConnectedSerializer : public WppIPCMessage<OnClientConnectedSerializer, 2005> {
 public:
-    static constexpr std::int32_t kMessageId = 2005;
+    OnClientConnectedSerializer() = default;
+    explicit OnClientConnectedSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    OnClientConnectedSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit OnClientConnectedSerializer(unsigned deviceId);
-    ~OnClientConnectedSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// A phone is lost.
-class OnClientLostSerializer : public WppIPCMessageCore {
+class OnClientLostSerializer : public WppIPCMessage<OnClientLostSerializer, 2006> {
 public:
-    static constexpr std::int32_t kMessageId = 2006;
+    OnClientLostSerializer() = default;
+    explicit OnClientLostSerializer(unsigned deviceId) : btDeviceId(lowByte(deviceId)) {}
 
-    OnClientLostSerializer() : WppIPCMessageCore(kMessageId) {}
-    explicit OnClientLostSerializer(unsigned deviceId);
-    ~OnClientLostSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId); }
 
     std::uint8_t btDeviceId = 0;
-
-private:
-    auto fields() { return std::tie(btDeviceId); }
 };
 
 /// Asks for the TLS texts; answered at once by ResGetSecureSslKey. No body.
-class ReqGetSecureSslKeySerializer : public WppIPCMessageCore {
+class ReqGetSecureSslKeySerializer : public WppIPCMessage<ReqGetSecureSslKeySerializer, 2007> {
 public:
-    static constexpr std::int32_t kMessageId = 2007;
-
-    ReqGetSecureSslKeySerializer() : WppIPCMessageCore(kMessageId) {}
-    ~ReqGetSecureSslKeySerializer() override;
+    auto fields() { return std::tie(); }
 };
 
 }  // namespace wifi_projection_protocol

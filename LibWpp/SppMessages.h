@@ -3,90 +3,59 @@
 #include <cstdint>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
-#include "LibWpp/WppIPCMessageCore.h"
+#include "LibWpp/WppIPCMessage.h"
 
 // The messages between the receiver and the Bluetooth process, which owns the phones' RFCOMM (SPP) channels.
 // Each is answered by a one-byte frame.
 namespace wifi_projection_protocol {
 
-/// The byte field of an SPP data message: `data` and `length` are what is sent; after decoding `data` points
-/// into `storage`.
-struct SppBytes {
-    const std::uint8_t*& data;
-    std::uint32_t& length;
-    std::vector<std::uint8_t>& storage;
-};
-
-/// The field list that both SPP data messages have.
-using SppDataFields = std::tuple<std::uint8_t&, std::string&, SppBytes>;
-
-/// Bytes for the phone, receiver to Bluetooth process.
-class SendSppDataSerializer : public WppIPCMessageCore {
+/// What both SPP data messages consist of.
+template <class Message, std::int32_t Id>
+class SppDataMessage : public WppIPCMessage<Message, Id> {
 public:
-    static constexpr std::int32_t kMessageId = 3000;
-
-    SendSppDataSerializer() : WppIPCMessageCore(kMessageId) {}
+    SppDataMessage() = default;
     /// Borrows the bytes until the message is serialised.
-    SendSppDataSerializer(unsigned deviceId, std::string serviceUuid, const std::uint8_t* bytes,
-                          std::uint32_t byteCount);
-    ~SendSppDataSerializer() override;
+    SppDataMessage(unsigned deviceId, std::string serviceUuid, const std::uint8_t* bytes,
+                   std::uint32_t byteCount)
+        : btDeviceId(lowByte(deviceId)), uuid(std::move(serviceUuid)), data(bytes), dataLength(byteCount) {}
 
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    std::tuple<std::uint8_t&, std::string&, SppBytes> fields() {
+        return {btDeviceId, uuid, {data, dataLength, dataStorage}};
+    }
 
     std::uint8_t btDeviceId = 0;
     std::string uuid;
     const std::uint8_t* data = nullptr;  ///< the caller's bytes when sending, dataStorage's after decoding
     std::uint32_t dataLength = 0;
     std::vector<std::uint8_t> dataStorage;
+};
 
-private:
-    SppDataFields fields();
+/// Bytes for the phone, receiver to Bluetooth process.
+class SendSppDataSerializer : public SppDataMessage<SendSppDataSerializer, 3000> {
+public:
+    using SppDataMessage::SppDataMessage;
 };
 
 /// Asks the Bluetooth process to drop an SPP link.
-class DisconnectSppSerializer : public WppIPCMessageCore {
+class DisconnectSppSerializer : public WppIPCMessage<DisconnectSppSerializer, 3001> {
 public:
-    static constexpr std::int32_t kMessageId = 3001;
+    DisconnectSppSerializer() = default;
+    DisconnectSppSerializer(unsigned deviceId, std::string serviceUuid)
+        : btDeviceId(lowByte(deviceId)), uuid(std::move(serviceUuid)) {}
 
-    DisconnectSppSerializer() : WppIPCMessageCore(kMessageId) {}
-    DisconnectSppSerializer(unsigned deviceId, std::string serviceUuid);
-    ~DisconnectSppSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
+    auto fields() { return std::tie(btDeviceId, uuid); }
 
     std::uint8_t btDeviceId = 0;
     std::string uuid;
-
-private:
-    auto fields() { return std::tie(btDeviceId, uuid); }
 };
 
 /// Bytes from the phone, Bluetooth process to receiver.
-class RecvSppDataSerializer : public WppIPCMessageCore {
+class RecvSppDataSerializer : public SppDataMessage<RecvSppDataSerializer, 4000> {
 public:
-    static constexpr std::int32_t kMessageId = 4000;
-
-    RecvSppDataSerializer() : WppIPCMessageCore(kMessageId) {}
-    /// Borrows the bytes until the message is serialised.
-    RecvSppDataSerializer(unsigned deviceId, std::string serviceUuid, const std::uint8_t* bytes,
-                          std::uint32_t byteCount);
-    ~RecvSppDataSerializer() override;
-
-    void writeBody(QMSerialization::Archive& body) override;
-    void readBody(QMSerialization::Archive& body) override;
-
-    std::uint8_t btDeviceId = 0;
-    std::string uuid;
-    const std::uint8_t* data = nullptr;  ///< the caller's bytes when sending, dataStorage's after decoding
-    std::uint32_t dataLength = 0;
-    std::vector<std::uint8_t> dataStorage;
-
-private:
-    SppDataFields fields();
+    using SppDataMessage::SppDataMessage;
 };
 
 }  // namespace wifi_projection_protocol

@@ -1,4 +1,4 @@
-#include "LibWpp/private/MessageFields.h"
+#include "LibWpp/MessageFields.h"
 
 #include <climits>
 

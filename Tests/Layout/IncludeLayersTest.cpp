@@ -1,4 +1,5 @@
-// The floors of the house: a file includes only from its own floor and those below, and no include circle exists.
+// The floors of the house: a file includes only from its own floor and those below, and no include circle
+// exists.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

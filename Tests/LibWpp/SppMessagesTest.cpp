@@ -1,4 +1,5 @@
 #include "LibWpp/SppMessages.h"
+#include "LibWpp/SppReceivedData.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

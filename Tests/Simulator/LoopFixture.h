@@ -21,13 +21,15 @@ class LoopTest : public testing::Test {
 protected:
     LoopTest() { directory.enter(); }
 
-    /// Steps the loop until the predicate holds. @return whether it does.
+    /// Steps the loop until the predicate holds; it is not asked again then. @return whether it does.
     bool stepUntil(const std::function<bool()>& predicate) {
         const wpp_test::Deadline deadline;
-        while (!predicate() && !deadline.passed()) {
+        bool holds = predicate();
+        while (!holds && !deadline.passed()) {
             loop.step(Milliseconds(100));
+            holds = predicate();
         }
-        return predicate();
+        return holds;
     }
 
     /// The events reported so far under this name that have these details.

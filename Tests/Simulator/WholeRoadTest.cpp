@@ -8,6 +8,7 @@
 #include "Simulator/private/Road/ChildProcess.h"
 #include "Simulator/private/Road/RoadStages.h"
 #include "Tests/Simulator/LoopFixture.h"
+#include "Tests/Simulator/OwnNetwork.h"
 
 namespace simulator {
 namespace {
@@ -17,7 +18,12 @@ namespace fs = std::filesystem;
 /// Runs the program with the real receiver, as its user does.
 class WholeRoad : public LoopTest {
 protected:
-    WholeRoad() { ::setenv("TMPDIR", directory.path().c_str(), 1); }
+    WholeRoad() {
+        // Where the system does not allow a network of its own, the resource lock keeps the other tests off
+        // the port.
+        enterOwnNetwork();
+        ::setenv("TMPDIR", directory.path().c_str(), 1);
+    }
     ~WholeRoad() override { ::unsetenv("TMPDIR"); }
 
     void start(std::vector<std::string> options) {

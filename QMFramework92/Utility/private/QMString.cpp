@@ -289,7 +289,9 @@ const std::string* QMString::NarrowText() const {
     return narrow == nullptr ? nullptr : &narrow->text;
 }
 
-const std::wstring* QMString::WideText() const { return std::get_if<std::wstring>(&store); }
+const std::wstring* QMString::WideText() const {
+    return std::get_if<std::wstring>(&store);
+}
 
 void QMString::Restore(unsigned newCodePage) {
     codePage = newCodePage;

@@ -12,7 +12,7 @@ namespace simulator {
 
 namespace {
 
-using namespace wifi_projection_protocol;  // the message classes, named in full they hide the table
+using namespace wifi_projection_protocol;  // every entry of the table below is a message class of it
 
 std::uint8_t device(const Json& fields) {
     return numberField<std::uint8_t>(fields, "btDeviceId", 0);

@@ -10,7 +10,7 @@ namespace simulator {
 
 namespace {
 
-using namespace wifi_projection_protocol;  // the message classes, named in full they hide the table
+using namespace wifi_projection_protocol;  // every entry of the table below is a message class of it
 
 Json fieldsOf(const OnReadyForProjectionSerializer& message) {
     return {{"btDeviceId", message.btDeviceId},

@@ -86,6 +86,7 @@ std::string TlsSession::feed(std::string_view bytes) {
     if (error || peerEnded) {
         return {};
     }
+    ERR_clear_error();  // what others on this thread have left behind is no failure of this session
     BIO_write(fromNetwork, bytes.data(), static_cast<int>(bytes.size()));
     if (!done) {
         advanceHandshake();
@@ -95,6 +96,7 @@ std::string TlsSession::feed(std::string_view bytes) {
 
 void TlsSession::write(std::string_view plain) {
     if (established() && !plain.empty()) {
+        ERR_clear_error();
         noteResult(SSL_write(ssl.get(), plain.data(), static_cast<int>(plain.size())));
     }
 }

@@ -1,6 +1,7 @@
 #include "Simulator/private/Road/ChildProcess.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -57,6 +58,7 @@ void resetSignals() {
     ::dup2(launch.input, STDIN_FILENO);
     ::dup2(launch.output, STDOUT_FILENO);
     ::dup2(launch.output, STDERR_FILENO);
+    ::close_range(STDERR_FILENO + 1, ~0u, CLOSE_RANGE_CLOEXEC);  // also what this program was started with
     if (::chdir(launch.directory) == 0) {
         ::execv(launch.program, launch.arguments.data());
     }

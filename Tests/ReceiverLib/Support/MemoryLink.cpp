@@ -20,7 +20,10 @@ public:
 
     int read(void* destination, unsigned length) override {
         Lock lock(link->mutex);
+        link->isReading = true;
+        link->changed.notify_all();
         link->changed.wait(lock, [this] { return isOver() || !link->toHeadUnit.empty(); });
+        link->isReading = false;
         if (link->closedByHeadUnit || link->toHeadUnit.empty()) {
             return -1;
         }
@@ -84,6 +87,11 @@ bool MemoryLink::waitForClose() {
 bool MemoryLink::waitForRelease() {
     Lock lock(mutex);
     return changed.wait_for(lock, kPatience, [this] { return releases > 0; });
+}
+
+bool MemoryLink::waitUntilRead() {
+    Lock lock(mutex);
+    return changed.wait_for(lock, kPatience, [this] { return isReading && toHeadUnit.empty(); });
 }
 
 int MemoryLink::closeCount() const {

@@ -26,6 +26,9 @@ public:
     bool waitForClose();
     bool waitForRelease();
 
+    /// Waits until the head unit has read everything and waits for more.
+    bool waitUntilRead();
+
     int closeCount() const;
     int releaseCount() const;
 
@@ -43,6 +46,7 @@ private:
     bool closedByHeadUnit = false;
     bool closedByPhone = false;
     bool writesFail = false;
+    bool isReading = false;
     int closes = 0;
     int releases = 0;
 };

@@ -40,6 +40,9 @@ public:
     /// Asks for another handshake within the connection. @return false when it is refused.
     bool renegotiate();
 
+    /// Has the head unit ended the connection in good order?
+    bool hasHeardGoodbye() const { return (SSL_get_shutdown(ssl.get()) & SSL_RECEIVED_SHUTDOWN) != 0; }
+
     int version() const { return SSL_version(ssl.get()); }
 
     /// OpenSSL's reason code of the first failure; 0 when there was none.

@@ -248,7 +248,24 @@ TEST_F(Conversation, TricklingBytesDoNotPutOffTheEndOfAMessage) {
         std::this_thread::sleep_for(milliseconds(5));
     }
     EXPECT_GE(Clock::now() - begin, milliseconds(200));
+    EXPECT_LT(Clock::now() - begin, kPatience / 2);
     expectDropped(peer, "the phone is late");
+}
+
+TEST_F(Conversation, MessageThatIsFinishedInTimeLeavesNoTimeLimitBehind) {
+    Limits limits;
+    limits.messageTime = milliseconds(300);
+    makeEngine(limits);
+    Peer slow = introduceOnRfcomm("slow", "RFCOMM_1");
+    Peer late = introduceOnRfcomm("late", "RFCOMM_2");
+    slow.phone.sayBytes(std::string("\0\0\0\x02", 4));
+    ASSERT_TRUE(slow.link->waitUntilRead());
+    slow.phone.sayBytes(std::string("\x1A\0", 2));
+    ASSERT_TRUE(unit->waitFor(Event::kStatus));
+    // Another phone's limit, begun later, tells when the first one's would have been over.
+    late.phone.sayBytes(std::string("\0", 1));
+    ASSERT_TRUE(late.link->waitForRelease());
+    EXPECT_EQ(slow.link->closeCount(), 0);
 }
 
 TEST_F(Conversation, IdlePhoneIsNotDropped) {

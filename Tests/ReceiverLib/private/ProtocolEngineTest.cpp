@@ -283,9 +283,16 @@ TEST_F(ProtocolEngine, PhoneThatIsDroppedWhileItsQuestionWaitsIsNotAskedAbout) {
     Peer second = introduceOnTcp("second", "TCP_2");
     first.phone.askMayIStart();
     ASSERT_TRUE(unit->waitFor(Event::kQuestion));
+    second.phone.sayStatus(1, "about to ask");
     second.phone.askMayIStart();
+    ASSERT_TRUE(unit->waitFor(Event::kStatus));
+    std::this_thread::sleep_for(
+        milliseconds(20));  // lets it join the queue; leaving a moment early is as good
+    const auto begin = std::chrono::steady_clock::now();
     engine->clientDisconnected("TCP_2");
     EXPECT_TRUE(second.link->waitForRelease());
+    EXPECT_LT(std::chrono::steady_clock::now() - begin,
+              kPatience / 2);  // and not with the first one's answer
     answered.open();
     EXPECT_TRUE(first.phone.hearAnswer());
     EXPECT_EQ(unit->count(Event::kQuestion), 1U);
@@ -370,6 +377,7 @@ TEST_F(ProtocolEngine, TransportBeyondTheLimitIsClosedAndReleasedAtOnce) {
     Peer first = connect("TCP_1", TransportType::kTcp);
     Peer second = connect("TCP_2", TransportType::kTcp);
     Peer third = connect("TCP_3", TransportType::kTcp);
+    EXPECT_EQ(third.link->closeCount(), 1);
     EXPECT_EQ(third.link->releaseCount(), 1);
     EXPECT_NE(unit->log().find("TCP_3: there is no room for another transport"), std::string::npos);
     engine->clientDisconnected("TCP_1");

@@ -175,11 +175,16 @@ TEST_F(ControllerPeerTest, DyingWithinAFrameLeavesHalfAFrame) {
     EXPECT_EQ(eventsNamed("dying").size(), 1u);
 }
 
-TEST_F(ControllerPeerTest, RefusesCommandsWhileTheReceiverIsNotThere) {
-    receiver.server.reset();
-    ASSERT_TRUE(awaitEvent("link-down", {{"socket", "WPP_SOCKET_TO_WPP"}}));
-    obey({{"order", "send"}, {"message", 1001}});
-    EXPECT_EQ(eventsNamed("order-refused", {{"reason", "the receiver is not there"}}).size(), 1u);
+class LonelyControllerTest : public LoopTest {
+protected:
+    ControllerPeer peer{loop, events};
+    OrderBook book{events, peer.orders()};
+};
+
+TEST_F(LonelyControllerTest, RefusesCommandsWhileTheReceiverIsNotThere) {
+    book.obey(R"({"order":"send","message":1001})");
+    book.obey(R"({"order":"send-frame","bytes":"00"})");
+    EXPECT_EQ(eventsNamed("order-refused", {{"reason", "the receiver is not there"}}).size(), 2u);
 }
 
 TEST_F(ControllerPeerTest, ConnectsAgainAfterTheReceiverHasGone) {

@@ -16,6 +16,7 @@
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
 #include "Tests/Support/Deadline.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ProcessState.h"
 #include "Tests/Support/TemporaryDirectory.h"
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
 
@@ -136,6 +137,18 @@ TEST_F(RfcommTransport, CloseWakesEveryWaitingReader) {
 TEST_F(RfcommTransport, AfterCloseArrivalsReachNobody) {
     transport.close();
     arrive({1});
+    EXPECT_EQ(readOneByte(), -1);
+}
+
+TEST_F(RfcommTransport, WithoutADescriptorToSpareAReadTakesItsTimeAndStillDelivers) {
+    arrive({1, 2});
+    const wpp_test::NoMoreDescriptors shortage;
+    const wpp_test::Stopwatch watch;
+
+    EXPECT_THAT(read(10), ElementsAre(1, 2));
+    EXPECT_THAT(read(10), IsEmpty());
+    EXPECT_GE(watch.elapsed(), std::chrono::milliseconds(200));
+    transport.close();
     EXPECT_EQ(readOneByte(), -1);
 }
 

@@ -170,6 +170,28 @@ TEST_F(TcpServer, StopWhileWaitingToRetryDoesNotWaitTenSeconds) {
     EXPECT_LT(watch.elapsed(), 5000ms);
 }
 
+TEST_F(TcpServer, WithoutADescriptorToSpareItNeitherSpinsNorKeepsStopWaiting) {
+    {
+        const wpp_test::NoMoreDescriptors shortage;
+        server.start();
+        ASSERT_TRUE(log.waitFor("socket() failed."));
+        EXPECT_FALSE(waitUntil([this] { return log.count("socket() failed.") > 1; }, 1000ms));
+        const Stopwatch watch;
+        server.stop();
+        EXPECT_LT(watch.elapsed(), 5000ms);
+    }
+    EXPECT_EQ(log.count("socket() failed."), 1U);
+}
+
+TEST_F(TcpServer, AfterAShortageOfDescriptorsItServesAgainWithinTheRetryPeriod) {
+    {
+        const wpp_test::NoMoreDescriptors shortage;
+        server.start();
+        ASSERT_TRUE(log.waitFor("socket() failed."));
+    }
+    EXPECT_TRUE(waitUntil([this] { return connects(port); }, 30000ms));
+}
+
 TEST_F(TcpServer, ManyConnectionsAreAcceptedInTurnAndNothingIsLeftOpen) {
     server.start();
     ASSERT_TRUE(waitUntil([this] { return connects(port); }));

@@ -12,6 +12,7 @@
 #include "Pattern/QMSingleton.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/ProcessState.h"
 #include "Tests/Support/TemporaryDirectory.h"
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
 #include "Tests/WppReceiver/Support/FakeReceiverLib.h"
@@ -270,6 +271,17 @@ TEST_F(ControlService, TerminateDeletesTheProtocolReleasesTheMainThreadAndIsAnsw
     mainThread.get();
     EXPECT_EQ(library.liveProtocols(), 0);
     EXPECT_THAT(command(headerOnly(1001)), Optional(kHandled));
+}
+
+TEST_F(ControlService, AShortageOfDescriptorsDoesNotReleaseTheMainThread) {
+    std::future<void> mainThread;
+    {
+        const wpp_test::NoMoreDescriptors shortage;
+        mainThread = std::async(std::launch::async, [this] { service->waitExit(); });
+        EXPECT_EQ(mainThread.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+    }
+    EXPECT_THAT(command(headerOnly(1)), Optional(kHandled));
+    mainThread.get();
 }
 
 TEST_F(ControlService, DestructionDeletesAProtocolThatStillRuns) {

@@ -1,6 +1,8 @@
 #include "Core/RfcommTransportAdapter.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 #include "LibWpp/SppReceivedData.h"
@@ -10,7 +12,8 @@ namespace wifi_projection_protocol {
 
 namespace {
 constexpr int kClosed = -1;
-}
+constexpr std::chrono::milliseconds kFailedWaitPause{100};
+}  // namespace
 
 RfcommTransportAdapter::RfcommTransportAdapter(std::uint8_t deviceId, std::string uuid)
     : btDeviceId(deviceId), serviceUuid(std::move(uuid)), observer(this, &RfcommTransportAdapter::onSppData) {
@@ -22,7 +25,10 @@ RfcommTransportAdapter::~RfcommTransportAdapter() {
 }
 
 int RfcommTransportAdapter::read(void* destination, unsigned length) {
-    QMEvent::WaitEvent(&dataAvailable, QM_WAIT_INFINITE);
+    if (QMEvent::WaitEvent(&dataAvailable, QM_WAIT_INFINITE) == QMEvent::kError) {
+        // Out of descriptors the wait fails at once; a reader that tries again must not spin.
+        std::this_thread::sleep_for(kFailedWaitPause);
+    }
     if (closed != 0) {
         // The signal of close stays, so that every other read returns too.
         dataAvailable.SetEvent();

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 
 #include "Diagnostics/QMLog.h"
 
@@ -16,6 +17,7 @@ namespace {
 
 constexpr int kBacklog = 10;
 constexpr std::uint32_t kRetryPeriodMs = 10000;
+constexpr std::chrono::milliseconds kFailedWaitPause{100};
 
 // The socket calls take every kind of address through this one type.
 template <class Address>
@@ -52,6 +54,7 @@ void WifiProjectionProtocolTcpServer::start() {
 
 void WifiProjectionProtocolTcpServer::stop() {
     // The event comes first: when the wake-up ends the accept loop, the wait that follows it returns at once.
+    stopping = true;
     stopEvent.SetEvent();
     polling.wakeUp();
     if (thread.joinable()) {
@@ -66,7 +69,16 @@ void WifiProjectionProtocolTcpServer::serve() {
             acceptClients(listenFd);
             close(listenFd);
         }
-    } while (QMEvent::WaitEvent(&stopEvent, kRetryPeriodMs) != QMEvent::kSignalled);
+    } while (!waitForStop());
+}
+
+bool WifiProjectionProtocolTcpServer::waitForStop() {
+    // Without a descriptor to spare the event cannot be waited for, but the wake-up that follows it can.
+    if (QMEvent::WaitEvent(&stopEvent, kRetryPeriodMs) == QMEvent::kError &&
+        polling.wait(static_cast<int>(kRetryPeriodMs)) == WifiSocketPolling::kFailed) {
+        std::this_thread::sleep_for(kFailedWaitPause);
+    }
+    return stopping;
 }
 
 void WifiProjectionProtocolTcpServer::acceptClients(int listenFd) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <thread>
@@ -32,6 +33,7 @@ public:
 
 private:
     void serve();
+    bool waitForStop();
     void acceptClients(int listenFd);
     int createServerSocket(std::uint16_t listenPort);
     bool doAccept(int listenFd, ClientSocket& client);
@@ -40,6 +42,7 @@ private:
     const std::string host;
     const std::uint16_t port;
     std::thread thread;
+    std::atomic<bool> stopping{false};
     QMEvent stopEvent;
     WifiSocketPolling polling;
 };

@@ -1,8 +1,10 @@
 #include "Proxy/QmcWirelessProjectionService.h"
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <iterator>
+#include <thread>
 #include <utility>
 
 #include "Core/QmcWifiProjectionProtocol.h"
@@ -20,6 +22,7 @@ constexpr const char* kServerSocketName = "WPP_SOCKET_TO_WPP";
 constexpr const char* kClientSocketName = "WPP_SOCKET_FROM_WPP";
 constexpr std::uint8_t kHandled = 1;
 constexpr std::uint8_t kNotHandled = 0;
+constexpr std::chrono::milliseconds kFailedWaitPause{100};
 
 using Protocol = QmcWifiProjectionProtocol;
 
@@ -133,7 +136,10 @@ void QmcWirelessProjectionService::closeClient() {
 }
 
 void QmcWirelessProjectionService::waitExit() {
-    QMEvent::WaitEvent(&exitEvent, QM_WAIT_INFINITE);
+    // Out of descriptors the wait fails at once; the process lives on and tries again.
+    while (QMEvent::WaitEvent(&exitEvent, QM_WAIT_INFINITE) != QMEvent::kSignalled) {
+        std::this_thread::sleep_for(kFailedWaitPause);
+    }
 }
 
 void QmcWirelessProjectionService::onReceivedServerSocket(const void* data, unsigned size) {

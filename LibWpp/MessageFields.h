@@ -6,13 +6,20 @@
 #include <type_traits>
 #include <vector>
 
-#include "LibWpp/SppMessages.h"
 #include "Pattern/QMSerializable.h"
 #include "common/Common.pb.h"
 
 // The wire form of every type that a message field can have: one pair of functions per type. Whole bodies are
 // written and read by applying them to a message's field list.
 namespace wifi_projection_protocol {
+
+/// The byte field of an SPP data message: `data` and `length` are what is sent; after decoding `data` points
+/// into `storage`.
+struct SppBytes {
+    const std::uint8_t*& data;
+    std::uint32_t& length;
+    std::vector<std::uint8_t>& storage;
+};
 
 /// A wider number cut to the byte that goes over the wire.
 constexpr std::uint8_t lowByte(unsigned value) {
