@@ -9,7 +9,6 @@
 #include <tuple>
 #include <vector>
 
-#include "LibWpp/SppReceivedData.h"
 #include "Tests/LibWpp/MessageChecks.h"
 #include "Tests/Support/LogCapture.h"
 
