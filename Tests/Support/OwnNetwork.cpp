@@ -6,6 +6,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cstdio>
+
 namespace wpp_test {
 
 bool enterOwnNetwork() {
@@ -13,7 +15,8 @@ bool enterOwnNetwork() {
         return false;
     }
     const int control = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ifreq loopback{"lo", {}};
+    ifreq loopback{};
+    std::snprintf(loopback.ifr_name, sizeof(loopback.ifr_name), "lo");
     loopback.ifr_flags = IFF_UP | IFF_RUNNING;
     const bool isUp = ioctl(control, SIOCSIFFLAGS, &loopback) == 0;
     close(control);
