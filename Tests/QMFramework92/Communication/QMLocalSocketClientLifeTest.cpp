@@ -11,8 +11,8 @@
 
 #include "Communication/QMLocalSocketClientStream.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
-#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessState.h"

@@ -15,8 +15,8 @@
 
 #include "Communication/QMLocalSocketServerStream.h"
 #include "Foundation/QMEvent.h"
-#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessState.h"

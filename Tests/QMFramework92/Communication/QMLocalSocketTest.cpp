@@ -8,8 +8,8 @@
 #include <cerrno>
 #include <string>
 
-#include "Tests/QMFramework92/Communication/FailingCall.h"
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/FailingCall.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <future>
 #include <numeric>
 #include <optional>
@@ -15,8 +16,8 @@
 #include "Pattern/QMSingleton.h"
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ProcessState.h"
 #include "Tests/Support/TemporaryDirectory.h"
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
 
@@ -142,7 +143,7 @@ TEST_F(RfcommTransport, AfterCloseArrivalsReachNobody) {
 
 TEST_F(RfcommTransport, WithoutADescriptorToSpareAReadTakesItsTimeAndStillDelivers) {
     arrive({1, 2});
-    const wpp_test::NoMoreDescriptors shortage;
+    const wpp_test::FailingCall shortage(wpp_test::SystemCall::kEpollCreate, EMFILE);
     const wpp_test::Stopwatch watch;
 
     EXPECT_THAT(read(10), ElementsAre(1, 2));

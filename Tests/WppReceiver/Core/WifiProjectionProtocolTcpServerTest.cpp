@@ -5,12 +5,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
 #include <sstream>
 
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessState.h"
 #include "Tests/WppReceiver/Support/LoopbackClient.h"
@@ -21,9 +23,11 @@ using testing::ElementsAre;
 using wifi_projection_protocol::ClientSocket;
 using wifi_projection_protocol::WifiProjectionProtocolTcpServer;
 using wpp_test::connectTo;
+using wpp_test::FailingCall;
 using wpp_test::freePort;
 using wpp_test::listenOn;
 using wpp_test::Stopwatch;
+using wpp_test::SystemCall;
 using wpp_test::waitUntil;
 using namespace std::chrono_literals;
 
@@ -120,14 +124,14 @@ TEST_F(TcpServer, TheListenBacklogIsTen) {
 }
 
 TEST_F(TcpServer, StopWhileWaitingForAClientDoesNotWaitTenSeconds) {
-    const std::size_t threadsBefore = wpp_test::threadCount();
     server.start();
     ASSERT_TRUE(waitUntil([this] { return connects(port); }));
+    const std::size_t threadsServing = wpp_test::threadCount();
     const Stopwatch watch;
     server.stop();
 
     EXPECT_LT(watch.elapsed(), 5000ms);
-    EXPECT_TRUE(waitUntil([&] { return wpp_test::threadCount() == threadsBefore; }));
+    EXPECT_TRUE(waitUntil([&] { return wpp_test::threadCount() == threadsServing - 1; }));
     EXPECT_FALSE(connects(port));
 }
 
@@ -171,25 +175,48 @@ TEST_F(TcpServer, StopWhileWaitingToRetryDoesNotWaitTenSeconds) {
 }
 
 TEST_F(TcpServer, WithoutADescriptorToSpareItNeitherSpinsNorKeepsStopWaiting) {
-    {
-        const wpp_test::NoMoreDescriptors shortage;
-        server.start();
-        ASSERT_TRUE(log.waitFor("socket() failed."));
-        EXPECT_FALSE(waitUntil([this] { return log.count("socket() failed.") > 1; }, 1000ms));
-        const Stopwatch watch;
-        server.stop();
-        EXPECT_LT(watch.elapsed(), 5000ms);
-    }
-    EXPECT_EQ(log.count("socket() failed."), 1U);
+    const QMDescriptor other = listenOn(port);
+    const FailingCall shortage(SystemCall::kEpollCreate, EMFILE);
+    server.start();
+    ASSERT_TRUE(log.waitFor("bind() failed."));
+    EXPECT_FALSE(waitUntil([this] { return log.count("bind() failed.") > 1; }, 1000ms));
+    const Stopwatch watch;
+    server.stop();
+
+    EXPECT_LT(watch.elapsed(), 5000ms);
 }
 
 TEST_F(TcpServer, AfterAShortageOfDescriptorsItServesAgainWithinTheRetryPeriod) {
     {
-        const wpp_test::NoMoreDescriptors shortage;
+        const FailingCall shortage(SystemCall::kSocket, EMFILE);
         server.start();
-        ASSERT_TRUE(log.waitFor("socket() failed."));
+        ASSERT_TRUE(log.waitFor("[error] createServerSocket()@WifiProjectionProtocolTcpServer("));
+        EXPECT_EQ(log.count("socket() failed."), 1U);
     }
     EXPECT_TRUE(waitUntil([this] { return connects(port); }, 30000ms));
+}
+
+TEST_F(TcpServer, ASocketThatCannotListenIsLoggedAndClosed) {
+    const auto before = wpp_test::openDescriptors().size();
+    const FailingCall refusal(SystemCall::kListen, EADDRINUSE);
+    server.start();
+    ASSERT_TRUE(log.waitFor("listen() failed."));
+
+    EXPECT_TRUE(waitUntil([&] { return wpp_test::openDescriptors().size() <= before + 1; }));
+}
+
+TEST_F(TcpServer, AFailedAcceptIsLoggedAndTheServerListensAfresh) {
+    server.start();
+    ASSERT_TRUE(waitUntil([this] { return connects(port); }));
+    ASSERT_TRUE(acceptor.waitFor(1));
+    {
+        const FailingCall refusal(SystemCall::kAccept, ECONNABORTED);
+        connectTo(port);
+        ASSERT_TRUE(log.waitFor("[error] doAccept()@WifiProjectionProtocolTcpServer("));
+        EXPECT_EQ(log.count("accept() failed."), 1U);
+    }
+    EXPECT_TRUE(waitUntil([this] { return connects(port); }, 30000ms));
+    EXPECT_TRUE(acceptor.waitFor(2));
 }
 
 TEST_F(TcpServer, ManyConnectionsAreAcceptedInTurnAndNothingIsLeftOpen) {

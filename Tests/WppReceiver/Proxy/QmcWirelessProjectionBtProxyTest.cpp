@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <optional>
 
@@ -185,9 +186,13 @@ TEST_F(QmcWirelessProjectionBtProxy, ALengthBeyondTheMessageGivesNoBytes) {
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, AReplyThatCannotBeSentIsLogged) {
-    observer.onUpdate = [this] { process.close(); };
+    std::promise<void> gone;
+    std::shared_future<void> isGone(gone.get_future());
+    observer.onUpdate = [isGone] { isGone.wait(); };
     proxy->AddObserver(&observer);
     process.sendFrame(sppData(2, "uuid", "1"));
+    process.close();
+    gone.set_value();
     ASSERT_TRUE(log.waitFor("*** message processing failed! *** messageId[4000] "));
 
     FramedPeer next = FramedPeer::connectTo("WPP_SOCKET_FROM_BT");

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <future>
 #include <memory>
 #include <optional>
@@ -10,9 +11,9 @@
 #include "LibWpp/ControlMessages.h"
 #include "LibWpp/WppIPCMessageHeader.h"
 #include "Pattern/QMSingleton.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
-#include "Tests/Support/ProcessState.h"
 #include "Tests/Support/TemporaryDirectory.h"
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
 #include "Tests/WppReceiver/Support/FakeReceiverLib.h"
@@ -276,7 +277,7 @@ TEST_F(ControlService, TerminateDeletesTheProtocolReleasesTheMainThreadAndIsAnsw
 TEST_F(ControlService, AShortageOfDescriptorsDoesNotReleaseTheMainThread) {
     std::future<void> mainThread;
     {
-        const wpp_test::NoMoreDescriptors shortage;
+        const wpp_test::FailingCall shortage(wpp_test::SystemCall::kEpollCreate, EMFILE);
         mainThread = std::async(std::launch::async, [this] { service->waitExit(); });
         EXPECT_EQ(mainThread.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
     }

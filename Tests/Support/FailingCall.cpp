@@ -1,4 +1,4 @@
-#include "Tests/QMFramework92/Communication/FailingCall.h"
+#include "Tests/Support/FailingCall.h"
 
 #include <poll.h>
 #include <sys/epoll.h>
