@@ -23,14 +23,20 @@ constexpr int kNotBound = -3;
 constexpr int kBacklog = 1;
 constexpr int kBindErrorNumber = 1;  // what the log shows in place of errno
 
-/// Closes a stream's sockets when its thread ends, also by an exception of a handler.
+/// Closes a stream's sockets when its thread ends, also by an exception of a handler; not while one of them is
+/// sent to.
 class ClosingAtEnd : private QMUncopyable {
 public:
-    explicit ClosingAtEnd(QMOpenSockets& socketsToClose) : sockets(socketsToClose) {}
-    ~ClosingAtEnd() { sockets.closeAll(); }
+    ClosingAtEnd(QMOpenSockets& socketsToClose, QMSync& senders)
+        : sockets(socketsToClose), clientLock(senders) {}
+    ~ClosingAtEnd() {
+        QMSyncGuard guard(clientLock);
+        sockets.closeAll();
+    }
 
 private:
     QMOpenSockets& sockets;
+    QMSync& clientLock;
 };
 
 }  // namespace
@@ -140,7 +146,7 @@ void QMLocalSocketServerStream::MainProc() {
         return;
     }
     const QMDescriptor listening(listenFd);
-    const ClosingAtEnd clients(sockets);
+    const ClosingAtEnd clients(sockets, clientLock);
     enterRunning();
     while (state != kStopped) {
         servePass(listenFd);
@@ -198,8 +204,8 @@ void QMLocalSocketServerStream::acceptSocket(int listenFd) {
         ::accept4(listenFd, reinterpret_cast<sockaddr*>(&address), &addressSize, SOCK_CLOEXEC));
     if (!client.isValid()) {
         QM_STREAM_ERROR("accept err\n");
-        qm_Pause(
-            kPollPeriod);  // out of descriptors, the peer stays in the queue and would be tried without end
+        // Out of descriptors, the peer stays in the queue and would be tried without end.
+        qm_Pause(kPollPeriod);
         return;
     }
     QMSyncGuard guard(clientLock);
