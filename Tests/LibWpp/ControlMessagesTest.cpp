@@ -216,13 +216,38 @@ TEST(ControlMessages, DeviceIdOf300GoesOutAs44) {
     EXPECT_EQ(encoded(message), std::string("\xD3\x07\0\0\x2C", 5));
 }
 
-TEST(ControlMessages, SizesOfTheFixedMessages) {
-    RfcommConnectedSerializer one(1);
-    StartProjectionSerializer two(1, StartRequestReason{1});
-    ReqGetSecureSslKeySerializer none;
-    EXPECT_EQ(encoded(one).size(), 5U);
-    EXPECT_EQ(encoded(two).size(), 9U);
-    EXPECT_EQ(encoded(none).size(), 4U);
+TEST(ControlMessages, PortOf258GoesOutAs01And02) {
+    SetProjectionPortInfoSerializer message("", 258);
+    EXPECT_EQ(encoded(message), std::string("\xEA\3\0\0\0\0\0\0\1\2", 10));
+}
+
+TEST(ControlMessages, ReasonOf1GoesOutLeastSignificantByteFirst) {
+    StartProjectionSerializer message(7, StartRequestReason{1});
+    EXPECT_EQ(encoded(message), std::string("\xEE\3\0\0\7\1\0\0\0", 9));
+}
+
+TEST(ControlMessages, EmptyChannelListIsFourZeroBytes) {
+    StartWifiProjectionProtocolSerializer message(WifiChannelType{2}, {},
+                                                  headUnit({"a", "", "", "", "", "", "", ""}), "", "", "");
+    EXPECT_EQ(encoded(message).substr(0, 17), std::string("\xE8\3\0\0\2\0\0\0\0\0\0\0\0\0\0\1a", 17));
+}
+
+TEST(ControlMessages, MessagesWithADeviceIdAloneAreFiveBytes) {
+    const auto sizeOf = [](WppIPCMessageCore&& message) { return encoded(message).size(); };
+    EXPECT_EQ(sizeOf(RfcommConnectedSerializer(1)), 5U);
+    EXPECT_EQ(sizeOf(RfcommDisconnectedSerializer(1)), 5U);
+    EXPECT_EQ(sizeOf(StopProjectionStartSerializer(1)), 5U);
+    EXPECT_EQ(sizeOf(DeleteDeviceInfoSerializer(1)), 5U);
+    EXPECT_EQ(sizeOf(CanStartProjectionSerializer(1)), 5U);
+    EXPECT_EQ(sizeOf(OnClientConnectedSerializer(1)), 5U);
+    EXPECT_EQ(sizeOf(OnClientLostSerializer(1)), 5U);
+}
+
+TEST(ControlMessages, MessagesWithADeviceIdAndANumberAreNineBytes) {
+    const auto sizeOf = [](WppIPCMessageCore&& message) { return encoded(message).size(); };
+    EXPECT_EQ(sizeOf(StartProjectionSerializer(1, StartRequestReason{1})), 9U);
+    EXPECT_EQ(sizeOf(ReplyCanStartProjectionSerializer(1, 1)), 9U);
+    EXPECT_EQ(sizeOf(OnStartProjectionResponseSerializer(1, 1)), 9U);
 }
 
 TEST(ControlMessages, EveryHeadUnitTextIsPresentAfterDecodingEvenWhenEmpty) {
@@ -244,8 +269,7 @@ TEST(ControlMessages, ListWhoseElementsAreNotAllThereStaysAsItWasWithoutALogLine
     const LogCapture log;
     decode(message, startWithList(std::string("\0\0\0\2\5\0\0\0", 8)));
     EXPECT_THAT(message.channelList, ElementsAre(1U, 2U));
-    // The cursor stands behind the count, so the element passes for the first text's length, which is too
-    // much.
+    // The cursor stands behind the count, so the element passes for the length of the first text.
     EXPECT_EQ(log.count(kOver), 11U);
 }
 

@@ -2,6 +2,7 @@
 
 #include <poll.h>
 #include <sys/epoll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -59,6 +60,10 @@ extern "C" int accept4(int descriptor, sockaddr* address, socklen_t* length, int
 
 extern "C" int epoll_create1(int flags) noexcept {
     return fails(SystemCall::kEpollCreate) ? -1 : static_cast<int>(syscall(SYS_epoll_create1, flags));
+}
+
+extern "C" int eventfd(unsigned int value, int flags) noexcept {
+    return fails(SystemCall::kEventFd) ? -1 : static_cast<int>(syscall(SYS_eventfd2, value, flags));
 }
 
 extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {

@@ -16,12 +16,10 @@ public:
     /// @param certificate PEM text of the head unit's certificate, any intermediate ones after it.
     /// @param privateKey PEM text of its key, not encrypted.
     /// @param caCertificate PEM text of the authorities of the phones. A phone needs a certificate of one of
-    /// them;
-    ///        with an empty text phones need none.
-    ///        Texts that make no valid context, an empty certificate or key among them, leave a factory that
-    ///        wraps nothing.
-    /// @param handshakeTimeLimitMs how long a phone may take for its handshake in all; empty, 0 or below:
-    /// 5000.
+    ///        them; with an empty text phones need none. Texts that make no valid context, an empty
+    ///        certificate or key among them, leave a factory that wraps nothing.
+    /// @param handshakeTimeLimitMs how long a phone may take for its handshake in all; 5000 when it is empty,
+    ///        0 or below.
     /// @param acceptAnyPhone with a CA given, lets a phone without a certificate in all the same; one with a
     ///        certificate of somebody else is still turned away.
     /// @param serviceName name of the service, part of the TLS session identity.
@@ -39,8 +37,7 @@ public:
     /// transport's first read or write. TLS 1.2 and later only. A write waits at most 5 s for a phone that
     /// does not read.
     /// @return the transport, which owns `fd` from then on and makes it non-blocking and close-on-exec; empty
-    /// on
-    ///         failure, `fd` then stays the caller's as it was.
+    ///         on failure, `fd` then stays the caller's as it was.
     std::unique_ptr<TransportInputOutput> CreateSslTransportInputOutput(int fd);
 
 private:

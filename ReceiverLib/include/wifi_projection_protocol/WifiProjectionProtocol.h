@@ -26,7 +26,7 @@ public:
     /// @param callback, infoProvider never empty; `loggingCallback` may be.
     /// @param channelType, channelList, headUnitInfo told to every phone as they are.
     /// @param listenAddress, passive not used: the head unit accepts the phones' connections and hands them
-    /// over.
+    ///        over.
     WifiProjectionProtocol(std::unique_ptr<WifiProjectionProtocolCallback> callback,
                            std::unique_ptr<WifiProjectionInfoProvider> infoProvider,
                            wifi_discovery::WifiChannelType channelType, std::vector<unsigned int> channelList,
@@ -52,8 +52,7 @@ public:
 
     /// Asks the phone to start its projection, over its TCP transport.
     /// @return the phone's result once it has answered; 0 when it is lost before that, has no TCP transport,
-    /// is not
-    ///         known at all, or is asked again meanwhile. A phone that does not answer within 65 s is
+    ///         is not known at all, or is asked again meanwhile. A phone that does not answer within 65 s is
     ///         dropped.
     std::future<std::uint32_t> StartProjection(const std::string& clientId,
                                                wifi_discovery::StartRequestReason reason);

@@ -136,6 +136,27 @@ TEST_F(QmcStartProjection, AFutureWithoutSharedStateIsLoggedAndReportedAsZero) {
     EXPECT_THAT(controller.calls(), ElementsAre("OnStartProjectionResponse(3, 0)"));
 }
 
+TEST_F(QmcStartProjection, AStartThatThrowsIsLoggedAndReportedAsZero) {
+    library.throwFrom("StartProjection", "no room");
+    start(3);
+
+    ASSERT_TRUE(controller.waitForCalls(1));
+    EXPECT_TRUE(log.contains("catch exception. BtDeviceId=3, what [no room]"));
+    EXPECT_EQ(library.disconnected().size(), 2U);
+    EXPECT_THAT(controller.calls(), ElementsAre("OnStartProjectionResponse(3, 0)"));
+}
+
+TEST_F(QmcStartProjection, ADisconnectThatThrowsDoesNotKeepTheResultFromTheController) {
+    library.throwFrom("ClientDisconnected", "no such name");
+    start(3);
+    ASSERT_TRUE(library.waitForStarts(1));
+    owner->stopProjectionStart();
+
+    EXPECT_EQ(log.count(kTimeoutLine), 1U);
+    EXPECT_TRUE(log.contains("catch exception. BtDeviceId=3, what [no such name]"));
+    EXPECT_THAT(controller.calls(), ElementsAre("OnStartProjectionResponse(3, 0)"));
+}
+
 TEST_F(QmcStartProjection, DestroyingTheOwnerCancelsTheStartBeforeTheLibraryGoes) {
     start(3);
     ASSERT_TRUE(library.waitForStarts(1));

@@ -4,6 +4,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <stdexcept>
+#include <system_error>
+
+#include "Tests/Support/NoNewThreads.h"
 #include "Tests/Support/ProcessState.h"
 #include "Tests/WppReceiver/Support/LoopbackClient.h"
 #include "Tests/WppReceiver/Support/ProtocolFixture.h"
@@ -153,6 +157,41 @@ TEST_F(QmcWifiProjectionProtocol, AClientThatCannotBeWrappedIsClosedSilently) {
     EXPECT_THAT(library.connected(), IsEmpty());
     EXPECT_THAT(controller.calls(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(QmcWifiProjectionProtocol, AClientMetByAnExceptionBeforeItIsWrappedIsClosed) {
+    library.throwFrom("SslTransportFactory", "no room");
+    makeOwner("cert", "key", "ca");
+    EXPECT_THROW(owner->onClientAccepted(accepted("10.0.0.1")), std::runtime_error);
+
+    EXPECT_TRUE(phoneSeesTheEnd());
+}
+
+TEST_F(QmcWifiProjectionProtocol, AWrappedClientMetByAnExceptionIsClosed) {
+    library.throwFrom("ClientConnected", "no room");
+    makeOwner("cert", "key", "ca");
+    EXPECT_THROW(owner->onClientAccepted(accepted("10.0.0.1")), std::runtime_error);
+
+    EXPECT_TRUE(phoneSeesTheEnd());
+}
+
+TEST_F(QmcWifiProjectionProtocol, AFactoryThatCouldNotBeMadeIsTriedAgainForTheNextClient) {
+    library.throwFrom("SslTransportFactory", "no room");
+    makeOwner("cert", "key", "ca");
+    EXPECT_THROW(owner->onClientAccepted(accepted("10.0.0.1")), std::runtime_error);
+    library.reset();
+    owner->onClientAccepted(accepted("10.0.0.2"));
+
+    EXPECT_THAT(library.connected(), ElementsAre(client("TCP_10.0.0.2", TransportType::kTcp)));
+}
+
+TEST_F(QmcWifiProjectionProtocol, WithoutAServerThreadTheLibraryEndsBeforeWhatItCanReach) {
+    library.askWhileEnding();
+    const wpp_test::NoNewThreads shortage;
+    EXPECT_THROW(makeOwner(), std::system_error);
+
+    EXPECT_EQ(library.constructions().size(), 1U);
+    EXPECT_EQ(library.liveProtocols(), 0);
 }
 
 TEST_F(QmcWifiProjectionProtocol, DeletingADeviceWithoutATcpNameOnlyRemovesItsRecord) {

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <mutex>
 #include <sstream>
+#include <stdexcept>
 
 #include "Tests/Support/Deadline.h"
 #include "Tests/Support/FailingCall.h"
@@ -39,6 +40,14 @@ public:
         sockets.emplace_back(client.fd);
         addressList.push_back(client.peerAddress);
         changed.notify_all();
+        if (throwing) {
+            throw std::runtime_error("no room");
+        }
+    }
+
+    void throwFromNowOn() {
+        std::lock_guard guard(mutex);
+        throwing = true;
     }
 
     bool waitFor(std::size_t count) {
@@ -66,6 +75,7 @@ private:
     std::condition_variable changed;
     std::vector<QMDescriptor> sockets;
     std::vector<std::string> addressList;
+    bool throwing = false;
 };
 
 bool connects(std::uint16_t port) {
@@ -217,6 +227,26 @@ TEST_F(TcpServer, AFailedAcceptIsLoggedAndTheServerListensAfresh) {
     }
     EXPECT_TRUE(waitUntil([this] { return connects(port); }, 30000ms));
     EXPECT_TRUE(acceptor.waitFor(2));
+}
+
+TEST_F(TcpServer, AnExceptionOfTheOwnerIsLoggedAndTheNextPhoneIsServed) {
+    acceptor.throwFromNowOn();
+    server.start();
+    ASSERT_TRUE(waitUntil([this] { return connects(port); }));
+    ASSERT_TRUE(log.waitFor("catch exception. peer [127.0.0.1], what [no room]"));
+    const QMDescriptor next = connectTo(port);
+
+    EXPECT_TRUE(next.isValid());
+    EXPECT_TRUE(acceptor.waitFor(2));
+}
+
+TEST_F(TcpServer, WithoutAWakeUpStopStillEndsTheThread) {
+    const FailingCall shortage(SystemCall::kEventFd, EMFILE);
+    WifiProjectionProtocolTcpServer deaf(&acceptor, {"0.0.0.0", port});
+    const Stopwatch watch;
+    deaf.start();
+    deaf.stop();
+    EXPECT_LT(watch.elapsed(), 5000ms);
 }
 
 TEST_F(TcpServer, ManyConnectionsAreAcceptedInTurnAndNothingIsLeftOpen) {

@@ -5,10 +5,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <thread>
 
 #include "Foundation/QMDescriptor.h"
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/ProcessState.h"
 
 namespace {
@@ -83,6 +85,12 @@ TEST(WifiSocketPolling, InitAgainForgetsTheWakeUpAndLeaksNothing) {
 
     EXPECT_EQ(polling.wait(0), 0);
     EXPECT_EQ(wpp_test::openDescriptors().size(), before);
+}
+
+TEST(WifiSocketPolling, AWaitThatNothingCouldEndFailsAtOnce) {
+    const wpp_test::FailingCall shortage(wpp_test::SystemCall::kEventFd, EMFILE);
+    WifiSocketPolling polling;
+    EXPECT_EQ(polling.wait(-1), WifiSocketPolling::kFailed);
 }
 
 TEST(WifiSocketPolling, DestructionClosesBothDescriptors) {

@@ -46,8 +46,7 @@ HeadUnit::HeadUnit(Peers peers)
     directory.enter();
     if (peers == Peers::kListening) {
         listen();
-        controllerPeer->waitForConnection();
-        bluetoothPeer->waitForConnection();
+        awaitConnections();
     }
     commands = FramedPeer::connectTo("WPP_SOCKET_TO_WPP");
 }
@@ -56,6 +55,14 @@ void HeadUnit::listen() {
     controllerPeer = std::make_unique<AnsweringPeer>(
         "WPP_SOCKET_FROM_WPP", [this](const std::string& frame) { return answer(frame); });
     bluetoothPeer = std::make_unique<AnsweringPeer>("WPP_SOCKET_TO_BT");
+}
+
+void HeadUnit::awaitConnections() {
+    controllerPeer->waitForConnection();
+    bluetoothPeer->waitForConnection();
+    // A peer has accepted before the receiver knows: until a client stream's thread ends, what the receiver
+    // sends on it may still be lost.
+    waitUntil([this] { return receiver.threadsNamed("ClientStream") == 0; });
 }
 
 std::optional<std::string> HeadUnit::answer(const std::string& frame) const {

@@ -74,6 +74,7 @@ public:
     AnsweringPeer& bluetoothSide() { return *bluetoothPeer; }
 
 private:
+    void awaitConnections();
     std::optional<std::string> answer(const std::string& frame) const;
 
     simulator::CertificateAuthority ca;

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 namespace wpp_test {
@@ -92,6 +93,20 @@ std::size_t ReceiverProcess::descriptors() const {
 
 std::size_t ReceiverProcess::threads() const {
     return countEntries("task");
+}
+
+std::size_t ReceiverProcess::threadsNamed(const std::string& namePart) const {
+    std::size_t count = 0;
+    std::error_code ended;  // a thread may end while its name is read
+    for (const auto& task :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task", ended)) {
+        std::string name;
+        std::ifstream(task.path() / "comm") >> name;
+        if (name.compare(0, namePart.size(), namePart) == 0) {
+            ++count;
+        }
+    }
+    return count;
 }
 
 std::size_t ReceiverProcess::settledDescriptors() const {

@@ -35,6 +35,9 @@ public:
     std::size_t descriptors() const;
     std::size_t threads() const;
 
+    /// The number of threads whose name begins with `namePart`.
+    std::size_t threadsNamed(const std::string& namePart) const;
+
     /// The number of descriptors once it has stayed the same for several passes of the streams, which see a
     /// peer's end only at their next one.
     std::size_t settledDescriptors() const;

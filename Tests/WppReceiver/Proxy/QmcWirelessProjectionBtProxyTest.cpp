@@ -8,6 +8,7 @@
 #include <future>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 
 #include "LibWpp/SppMessages.h"
 #include "LibWpp/SppReceivedData.h"
@@ -198,6 +199,16 @@ TEST_F(QmcWirelessProjectionBtProxy, AReplyThatCannotBeSentIsLogged) {
     FramedPeer next = FramedPeer::connectTo("WPP_SOCKET_FROM_BT");
     next.sendFrame(sppData(2, "uuid", "3"));
     EXPECT_THAT(next.receiveFrame(), Optional(kHandled));
+}
+
+TEST_F(QmcWirelessProjectionBtProxy, AnObserverThatThrowsIsLoggedAndTheDataAnsweredWithOne) {
+    observer.onUpdate = [] { throw std::runtime_error("no room"); };
+    proxy->AddObserver(&observer);
+    EXPECT_THAT(exchange(sppData(2, "uuid", "1")), Optional(kHandled));
+    EXPECT_TRUE(log.contains("catch exception. messageId[4000], what [no room]"));
+
+    EXPECT_THAT(exchange(sppData(2, "uuid", "2")), Optional(kHandled));
+    EXPECT_THAT(observer.seen(), SizeIs(2));
 }
 
 TEST_F(QmcWirelessProjectionBtProxy, WithoutAConnectionSendingReturnsZero) {

@@ -14,6 +14,7 @@
 #include "Tests/Support/FailingCall.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
+#include "Tests/Support/NoNewThreads.h"
 #include "Tests/Support/TemporaryDirectory.h"
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
 #include "Tests/WppReceiver/Support/FakeReceiverLib.h"
@@ -85,7 +86,7 @@ protected:
         return controller.receiveFrame();
     }
 
-    /// Sends command 1000, which has no reply; a stop request behind an unknown command shows that it is
+    /// Sends command 1000, which has no reply; the reply to an unknown command behind it shows that it is
     /// done.
     void start(const std::string& certificate = "") {
         controller.sendFrame(encode(StartWifiProjectionProtocolSerializer(
@@ -262,6 +263,55 @@ TEST_F(ControlService, AReplyThatCannotBeSentIsLogged) {
     controller.close();
 
     EXPECT_TRUE(log.waitFor("*** message processing failed! *** messageId[1007] "));
+}
+
+TEST_F(ControlService, AStartThatThrowsIsLoggedUnansweredAndTheNextOneWorks) {
+    library.throwFrom("WifiProjectionProtocol", "no room");
+    controller.sendFrame(encode(StartWifiProjectionProtocolSerializer()));
+    EXPECT_THAT(command(encode(RfcommConnectedSerializer(3))), Optional(kNotHandled));
+    EXPECT_TRUE(log.contains("[error] onReceivedServerSocket()@QmcWirelessProjectionService("));
+    EXPECT_TRUE(log.contains("catch exception. messageId[1000], what [no room]"));
+
+    library.reset();
+    start();
+    EXPECT_THAT(command(encode(RfcommConnectedSerializer(3))), Optional(kHandled));
+}
+
+TEST_F(ControlService, AStartWithoutAServerThreadIsLoggedAndTheNextOneWorks) {
+    {
+        const wpp_test::NoNewThreads shortage;
+        controller.sendFrame(encode(StartWifiProjectionProtocolSerializer()));
+        EXPECT_THAT(command(headerOnly(999)), Optional(kNotHandled));
+    }
+    EXPECT_TRUE(log.contains("catch exception. messageId[1000], what ["));
+    EXPECT_EQ(library.liveProtocols(), 0);
+
+    start();
+    EXPECT_EQ(library.liveProtocols(), 1);
+}
+
+TEST_F(ControlService, ACommandThatThrowsIsLoggedAndAnsweredWithZero) {
+    start();
+    library.throwFrom("ClientConnected", "no room");
+    EXPECT_THAT(command(encode(RfcommConnectedSerializer(3))), Optional(kNotHandled));
+
+    EXPECT_TRUE(log.contains("catch exception. messageId[1004], what [no room]"));
+    EXPECT_FALSE(log.contains("message processing failed"));
+    EXPECT_THAT(command(encode(RfcommDisconnectedSerializer(3))), Optional(kHandled));
+}
+
+TEST_F(ControlService, AStartOfProjectionWithoutAThreadIsAnsweredWithZero) {
+    start();
+    {
+        const wpp_test::NoNewThreads shortage;
+        EXPECT_THAT(command(encode(StartProjectionSerializer(3, wifi_discovery::StartRequestReason{1}))),
+                    Optional(kNotHandled));
+    }
+    EXPECT_TRUE(log.contains("catch exception. messageId[1006], what ["));
+    EXPECT_THAT(library.starts(), IsEmpty());
+    EXPECT_THAT(command(encode(StartProjectionSerializer(3, wifi_discovery::StartRequestReason{1}))),
+                Optional(kHandled));
+    EXPECT_TRUE(library.waitForStarts(1));
 }
 
 TEST_F(ControlService, TerminateDeletesTheProtocolReleasesTheMainThreadAndIsAnsweredWithOne) {

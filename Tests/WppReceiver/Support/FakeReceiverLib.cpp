@@ -28,6 +28,8 @@ void FakeReceiverLib::reset() {
     wrappedList.clear();
     startsWithoutState = false;
     wrapping = true;
+    askingAtTheEnd = false;
+    thrownTexts.clear();
 }
 
 std::vector<FakeReceiverLib::Construction> FakeReceiverLib::constructions() {
@@ -68,6 +70,19 @@ int FakeReceiverLib::liveProtocols() {
 int FakeReceiverLib::liveFactories() {
     std::lock_guard guard(mutex);
     return factoryCount;
+}
+
+void FakeReceiverLib::throwFrom(const std::string& call, const std::string& what) {
+    std::lock_guard guard(mutex);
+    thrownTexts[call] = what;
+}
+
+void FakeReceiverLib::throwIfTold(const std::string& call) {
+    std::lock_guard guard(mutex);
+    const auto told = thrownTexts.find(call);
+    if (told != thrownTexts.end()) {
+        throw std::runtime_error(told->second);
+    }
 }
 
 template <class Container>
@@ -144,6 +159,7 @@ WifiProjectionProtocol::WifiProjectionProtocol(
     implementation->infoProvider = std::move(infoProvider);
     implementation->loggingCallback = std::move(loggingCallback);
     FakeReceiverLib& fake = FakeReceiverLib::instance();
+    fake.throwIfTold("WifiProjectionProtocol");
     std::lock_guard guard(fake.mutex);
     fake.constructionList.push_back({channelType, std::move(channelList), std::move(headUnitInfo),
                                      listenAddress.host(), listenAddress.port(), passive});
@@ -156,6 +172,9 @@ WifiProjectionProtocol::WifiProjectionProtocol(
 
 WifiProjectionProtocol::~WifiProjectionProtocol() {
     FakeReceiverLib& fake = FakeReceiverLib::instance();
+    if (fake.askingAtTheEnd) {
+        implementation->callback->isClientKnown("phone");
+    }
     std::lock_guard guard(fake.mutex);
     fake.transports.clear();
     fake.liveCallback = nullptr;
@@ -167,6 +186,7 @@ WifiProjectionProtocol::~WifiProjectionProtocol() {
 void WifiProjectionProtocol::ClientConnected(const std::string& name, TransportType type,
                                              std::unique_ptr<TransportInputOutput> transport) {
     FakeReceiverLib& fake = FakeReceiverLib::instance();
+    fake.throwIfTold("ClientConnected");
     std::lock_guard guard(fake.mutex);
     fake.connectedList.push_back({name, type});
     fake.transports[name] = transport.get();
@@ -176,6 +196,7 @@ void WifiProjectionProtocol::ClientConnected(const std::string& name, TransportT
 
 void WifiProjectionProtocol::ClientDisconnected(const std::string& name) {
     FakeReceiverLib& fake = FakeReceiverLib::instance();
+    fake.throwIfTold("ClientDisconnected");
     std::lock_guard guard(fake.mutex);
     fake.disconnectedList.push_back(name);
     fake.transports.erase(name);
@@ -186,6 +207,7 @@ void WifiProjectionProtocol::ClientDisconnected(const std::string& name) {
 std::future<std::uint32_t> WifiProjectionProtocol::StartProjection(
     const std::string& clientId, wifi_discovery::StartRequestReason reason) {
     FakeReceiverLib& fake = FakeReceiverLib::instance();
+    fake.throwIfTold("StartProjection");
     std::lock_guard guard(fake.mutex);
     fake.startList.push_back({clientId, reason});
     fake.startResults.emplace_back();
@@ -200,6 +222,7 @@ SslTransportFactory::SslTransportFactory(const std::string& certificate, const s
                                          std::optional<long> handshakeTimeLimitMs, bool acceptAnyPhone,
                                          std::string serviceName) {
     FakeReceiverLib& fake = FakeReceiverLib::instance();
+    fake.throwIfTold("SslTransportFactory");
     std::lock_guard guard(fake.mutex);
     fake.factoryList.push_back({certificate, privateKey, caCertificate, handshakeTimeLimitMs.has_value(),
                                 acceptAnyPhone, std::move(serviceName)});

@@ -16,8 +16,8 @@ namespace wpp_test {
 
 /// What the tests see of, and make of, the receiver library that is linked in place of the real one.
 ///
-/// It records what the receiver hands over and never calls back by itself: the test does, through callback()
-/// and infoProvider(). One per process; reset() forgets everything. Any thread may call.
+/// It records what the receiver hands over. It calls back by itself only when told to (askWhileEnding);
+/// else the test does, through callback() and infoProvider(). One per process; reset() forgets everything. Any thread may call.
 class FakeReceiverLib {
 public:
     struct Construction {
@@ -79,9 +79,18 @@ public:
     void giveStartsNoSharedState() { startsWithoutState = true; }
     void refuseToWrap() { wrapping = false; }
 
+    /// Makes a call throw a std::runtime_error of this text until reset(). A constructor is named like its
+    /// class.
+    void throwFrom(const std::string& call, const std::string& what);
+
+    /// Asks the callback about a client while the protocol ends.
+    void askWhileEnding() { askingAtTheEnd = true; }
+
 private:
     friend class wifi_projection_protocol::WifiProjectionProtocol;
     friend class wifi_projection_protocol::SslTransportFactory;
+
+    void throwIfTold(const std::string& call);
 
     template <class Container>
     bool waitForSize(const Container& container, std::size_t count);
@@ -103,6 +112,8 @@ private:
     int factoryCount = 0;
     bool startsWithoutState = false;
     bool wrapping = true;
+    bool askingAtTheEnd = false;
+    std::map<std::string, std::string> thrownTexts;
 };
 
 }  // namespace wpp_test

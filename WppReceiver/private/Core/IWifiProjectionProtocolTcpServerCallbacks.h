@@ -15,8 +15,8 @@ class IWifiProjectionProtocolTcpServerCallbacks {
 public:
     virtual ~IWifiProjectionProtocolTcpServerCallbacks() = default;
 
-    /// Takes over the connected socket. Runs on the server's thread; no further connection is accepted until
-    /// it returns.
+    /// Takes over the connected socket, also when it throws. Runs on the server's thread; no further
+    /// connection is accepted until it returns.
     virtual void onClientAccepted(const ClientSocket& client) = 0;
 };
 

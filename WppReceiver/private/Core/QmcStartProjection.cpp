@@ -1,9 +1,10 @@
 #include "Core/QmcStartProjection.h"
 
 #include <chrono>
-#include <exception>
 #include <future>
+#include <utility>
 
+#include "Core/CaughtException.h"
 #include "Core/QmcWifiProjectionProtocol.h"
 #include "Core/QmcWifiProjectionProtocolDevice.h"
 #include "Diagnostics/QMLog.h"
@@ -27,6 +28,16 @@ bool becomesReady(const std::future<std::uint32_t>& result, const std::atomic<bo
     return false;
 }
 
+/// Takes one step of a start. An exception ends the step, but neither the start nor the process.
+template <class Step>
+void logExceptions(std::uint8_t btDeviceId, Step step) noexcept {
+    try {
+        step();
+    } catch (...) {
+        QM_LOG_ERROR("catch exception. BtDeviceId=%d, what [%s]\n", btDeviceId, caughtExceptionText());
+    }
+}
+
 }  // namespace
 
 QmcStartProjection::QmcStartProjection(QmcWifiProjectionProtocol* protocolOwner) : owner(protocolOwner) {}
@@ -45,34 +56,33 @@ void QmcStartProjection::stop() {
 }
 
 void QmcStartProjection::run(std::uint8_t btDeviceId, wifi_discovery::StartRequestReason reason) noexcept {
-    const std::string clientId = owner->deviceRecords().clientIdOf(btDeviceId);
-    try {
-        startAndReport(btDeviceId, clientId, reason);
-        return;
-    } catch (const std::exception& error) {
-        QM_LOG_ERROR("catch exception. BtDeviceId=%d, what [%s]\n", btDeviceId, error.what());
-    } catch (...) {
-        QM_LOG_ERROR("catch exception. BtDeviceId=%d\n", btDeviceId);
+    std::string clientId;
+    std::optional<std::uint32_t> result;
+    logExceptions(btDeviceId, [&] {
+        clientId = owner->deviceRecords().clientIdOf(btDeviceId);
+        result = awaitResult(btDeviceId, owner->library().StartProjection(clientId, reason));
+    });
+    if (!result.has_value()) {
+        logExceptions(btDeviceId, [&] { disconnect(clientId); });
     }
-    giveUp(btDeviceId, clientId);
+    logExceptions(btDeviceId, [&] {
+        owner->controller().OnStartProjectionResponse(btDeviceId, result.value_or(kNotStarted));
+    });
 }
 
-void QmcStartProjection::startAndReport(std::uint8_t btDeviceId, const std::string& clientId,
-                                        wifi_discovery::StartRequestReason reason) {
-    std::future<std::uint32_t> result = owner->library().StartProjection(clientId, reason);
+std::optional<std::uint32_t> QmcStartProjection::awaitResult(std::uint8_t btDeviceId,
+                                                             std::future<std::uint32_t> result) {
     if (becomesReady(result, stopRequested)) {
-        owner->controller().OnStartProjectionResponse(btDeviceId, result.get());
-        return;
+        return result.get();
     }
     QM_LOG_ERROR("StartProjection timeout. BtDeviceId=%d\n", btDeviceId);
-    giveUp(btDeviceId, clientId);
+    return std::nullopt;
 }
 
-void QmcStartProjection::giveUp(std::uint8_t btDeviceId, const std::string& clientId) {
+void QmcStartProjection::disconnect(const std::string& clientId) {
     for (const auto& [type, name] : owner->deviceRecords().transportsOfClient(clientId)) {
         owner->library().ClientDisconnected(name);
     }
-    owner->controller().OnStartProjectionResponse(btDeviceId, kNotStarted);
 }
 
 }  // namespace wifi_projection_protocol

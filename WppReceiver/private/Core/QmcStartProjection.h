@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <future>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -15,7 +17,7 @@ class QmcWifiProjectionProtocol;
 ///
 /// Idle, or starting: the thread polls the library's result every 100 ms for at most 60 s. A start that is
 /// cancelled or late logs "StartProjection timeout. BtDeviceId=%d\n", disconnects the phone's transports and
-/// is reported as 0; so is one whose result is an exception, which is logged with its text. Each start is
+/// is reported as 0; so is one that meets an exception, which is logged with its text. Each start is
 /// reported exactly once. startProjection and stop belong to the control stream's thread; the owner calls
 /// stop before it deletes the worker.
 class QmcStartProjection {
@@ -23,18 +25,18 @@ public:
     explicit QmcStartProjection(QmcWifiProjectionProtocol* protocolOwner);
     virtual ~QmcStartProjection() = default;
 
-    /// Cancels and joins a start that is still running, then begins this one.
+    /// Cancels and joins a start that is still running, then begins this one. Throws std::system_error when
+    /// there is no thread for it, and reports nothing then.
     void startProjection(std::uint8_t btDeviceId, wifi_discovery::StartRequestReason reason);
 
-    /// Cancels a running start and joins its thread: takes at most a poll step and the worker's closing
+    /// Cancels a running start and joins its thread, which takes at most a poll step and the worker's closing
     /// calls.
     void stop();
 
 private:
     void run(std::uint8_t btDeviceId, wifi_discovery::StartRequestReason reason) noexcept;
-    void startAndReport(std::uint8_t btDeviceId, const std::string& clientId,
-                        wifi_discovery::StartRequestReason reason);
-    void giveUp(std::uint8_t btDeviceId, const std::string& clientId);
+    std::optional<std::uint32_t> awaitResult(std::uint8_t btDeviceId, std::future<std::uint32_t> result);
+    void disconnect(const std::string& clientId);
 
     QmcWifiProjectionProtocol* const owner;
     std::thread worker;

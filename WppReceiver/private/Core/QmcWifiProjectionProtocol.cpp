@@ -1,7 +1,5 @@
 #include "Core/QmcWifiProjectionProtocol.h"
 
-#include <unistd.h>
-
 #include <optional>
 #include <utility>
 
@@ -15,6 +13,7 @@
 #include "Core/QmcWifiProjectionProtocolLoggingCallback.h"
 #include "Core/RfcommTransportInputOutput.h"
 #include "Core/WifiProjectionProtocolTcpServer.h"
+#include "Foundation/QMDescriptor.h"
 #include "Proxy/IWifiProjectionProtocolCallbacks.h"
 #include "wifi_projection_protocol/InetSocketAddress.h"
 #include "wifi_projection_protocol/SslTransportFactory.h"
@@ -54,7 +53,18 @@ QmcWifiProjectionProtocol::QmcWifiProjectionProtocol(
         std::make_unique<QmcWifiProjectionInfoProvider>(infoStore.get()), channelType, std::move(channelList),
         headUnitInfo, listenAddress(), kPassive,
         std::make_unique<QmcWifiProjectionProtocolLoggingCallback>());
-    tcpServer->start();
+    startServing();
+}
+
+void QmcWifiProjectionProtocol::startServing() {
+    try {
+        tcpServer->start();
+    } catch (...) {
+        // Else the members would go in the reverse order of their declaration: the device records, which the
+        // library's callbacks reach, ahead of the library.
+        protocol.reset();
+        throw;
+    }
 }
 
 QmcWifiProjectionProtocol::~QmcWifiProjectionProtocol() {
@@ -115,14 +125,15 @@ void QmcWifiProjectionProtocol::deleteDeviceInfo(std::uint8_t btDeviceId) {
 }
 
 void QmcWifiProjectionProtocol::onClientAccepted(const ClientSocket& client) {
+    QMDescriptor socket(client.fd);
     if (sslFactory == nullptr) {
         makeSslFactory();
     }
-    std::unique_ptr<TransportInputOutput> transport = sslFactory->CreateSslTransportInputOutput(client.fd);
+    std::unique_ptr<TransportInputOutput> transport = sslFactory->CreateSslTransportInputOutput(socket.get());
     if (transport == nullptr) {
-        close(client.fd);
         return;
     }
+    socket.release();  // the transport's from now on
     protocol->ClientConnected(tcpClientName(client.peerAddress), TransportType::kTcp, std::move(transport));
 }
 

@@ -33,6 +33,8 @@ class WifiProjectionProtocolTcpServer;
 class QmcWifiProjectionProtocol final : public IWifiProjectionProtocolTcpServerCallbacks,
                                         private QMUncopyable {
 public:
+    /// A library or a thread that cannot be started is passed on as the exception that it is; nothing is left
+    /// of the object then.
     /// @param controllerCallbacks the way to the controller; not owned, outlives this object.
     /// @param certificate, privateKey, caCertificate the TLS material (PEM texts); with an empty certificate
     ///        it is fetched from the controller when the first phone connects over TCP.
@@ -69,7 +71,7 @@ public:
     void deleteDeviceInfo(std::uint8_t btDeviceId);
 
     /// Wraps the connection in TLS and hands it to the library as "TCP_" and the peer's address. A connection
-    /// that cannot be wrapped is closed silently.
+    /// that cannot be wrapped is closed silently; one that an exception meets is closed as well.
     void onClientAccepted(const ClientSocket& client) override;
 
     /// The parts that the callback and the start worker reach through their owner. They live as long as it
@@ -79,6 +81,7 @@ public:
     WifiProjectionProtocol& library() { return *protocol; }
 
 private:
+    void startServing();
     void makeSslFactory();
 
     IWifiProjectionProtocolCallbacks* const callbacks;

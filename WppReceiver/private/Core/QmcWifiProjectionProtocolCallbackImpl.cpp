@@ -24,7 +24,7 @@ int QmcWifiProjectionProtocolCallbackImpl::canStartProjection(const ClientInfo& 
     QMEvent::Drain(&replyEvent);
     owner->controller().CanStartProjection(btDeviceId);
     if (QMEvent::WaitEvent(&replyEvent, kAnswerLimitMs) != QMEvent::kSignalled) {
-        // The line names the question as the controller's log does.
+        // The line names the question that the controller left open.
         qm_Log(QM_SOURCE_PATH, "CanStartProjection", __LINE__, QM_LOG_LEVEL_ERROR, "timeout.\n");
     }
     return canStartResult;

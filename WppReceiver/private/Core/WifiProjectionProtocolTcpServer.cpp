@@ -9,6 +9,7 @@
 #include <array>
 #include <chrono>
 
+#include "Core/CaughtException.h"
 #include "Diagnostics/QMLog.h"
 
 namespace wifi_projection_protocol {
@@ -88,7 +89,17 @@ void WifiProjectionProtocolTcpServer::acceptClients(int listenFd) {
         if (!doAccept(listenFd, client)) {
             return;
         }
+        handOver(client);
+    }
+}
+
+void WifiProjectionProtocolTcpServer::handOver(const ClientSocket& client) {
+    try {
         callbacks->onClientAccepted(client);
+    } catch (...) {
+        // One phone that cannot be served must not cost the others their server.
+        QM_LOG_ERROR("catch exception. peer [%s], what [%s]\n", client.peerAddress.c_str(),
+                     caughtExceptionText());
     }
 }
 

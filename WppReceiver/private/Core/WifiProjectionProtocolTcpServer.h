@@ -16,7 +16,8 @@ namespace wifi_projection_protocol {
 /// Accepts TCP connections on every local address and passes them to its callbacks.
 ///
 /// Created, running (start), stopped (stop). A socket that cannot be set up, an accept that fails and a
-/// failed wait are logged and tried afresh every 10 seconds. start and stop belong to one thread, the
+/// failed wait are logged and tried afresh every 10 seconds; an exception of a callback is logged, and the
+/// next connection awaited. start and stop belong to one thread, the
 /// owner's; the callbacks run on the server's thread.
 class WifiProjectionProtocolTcpServer : private QMUncopyable {
 public:
@@ -25,7 +26,7 @@ public:
                                     const InetSocketAddress& address);
     ~WifiProjectionProtocolTcpServer();
 
-    /// Starts the server thread. It does not start again after stop.
+    /// Starts the server thread; throws std::system_error without one. It does not start again after stop.
     void start();
 
     /// Wakes and joins the server thread; returns without delay unless a callback is running.
@@ -35,6 +36,7 @@ private:
     void serve();
     bool waitForStop();
     void acceptClients(int listenFd);
+    void handOver(const ClientSocket& client);
     int createServerSocket(std::uint16_t listenPort);
     bool doAccept(int listenFd, ClientSocket& client);
 

@@ -44,6 +44,9 @@ void WifiSocketPolling::add(int fd, std::uint32_t events) {
 }
 
 int WifiSocketPolling::wait(int timeoutMs) {
+    if (eventFd < 0) {
+        return kFailed;  // nothing could end this wait
+    }
     std::array<epoll_event, kMaxEvents> events{};
     int count;
     do {

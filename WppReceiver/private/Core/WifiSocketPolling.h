@@ -22,7 +22,7 @@ public:
     void add(int fd, std::uint32_t events);
 
     /// @param timeoutMs negative waits without limit; an interrupted wait starts again.
-    /// @return 1 the socket is ready, 0 timed out, -1 woken up, -2 the wait failed.
+    /// @return 1 the socket is ready, 0 timed out, -1 woken up, -2 the wait failed or could not be woken.
     int wait(int timeoutMs);
 
     void wakeUp();

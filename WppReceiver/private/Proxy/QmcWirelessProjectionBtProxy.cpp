@@ -2,6 +2,7 @@
 
 #include <functional>
 
+#include "Core/CaughtException.h"
 #include "Diagnostics/QMLog.h"
 #include "LibWpp/SppMessages.h"
 #include "LibWpp/SppReceivedData.h"
@@ -65,28 +66,32 @@ void QmcWirelessProjectionBtProxy::onReceivedServerSocket(const void* data, unsi
         return;
     }
     WppIPCMessageHeader header;
-    header.deserialize(data, length);
-    bool processed;
-    if (header.messageId == RecvSppDataSerializer::kMessageId) {
-        processed = receiveSppData(data, length);
-    } else {
-        QM_LOG_ERROR("*** unknown message! *** messageId[%d] \n", header.messageId);
-        processed = reply(kNotHandled);
+    try {
+        header.deserialize(data, length);
+        if (header.messageId == RecvSppDataSerializer::kMessageId) {
+            publishSppData(data, length);
+        } else {
+            QM_LOG_ERROR("*** unknown message! *** messageId[%d] \n", header.messageId);
+        }
+    } catch (...) {
+        // The stream's thread would end with the exception, and no further byte of any phone come in.
+        QM_LOG_ERROR("catch exception. messageId[%d], what [%s]\n", header.messageId, caughtExceptionText());
     }
-    if (!processed) {
+    if (!reply(header.messageId)) {
         QM_LOG_ERROR("*** message processing failed! *** messageId[%d] \n", header.messageId);
     }
 }
 
-bool QmcWirelessProjectionBtProxy::receiveSppData(const void* data, unsigned length) {
+void QmcWirelessProjectionBtProxy::publishSppData(const void* data, unsigned length) {
     RecvSppDataSerializer message;
     message.deserialize(data, length);
     const SppReceivedData record{message.btDeviceId, message.uuid, message.data, message.dataLength};
     NotifyObservers(kSppDataReceived, &record, kSppReceivedDataSize, kNotifyAll);
-    return reply(kHandled);
 }
 
-bool QmcWirelessProjectionBtProxy::reply(std::uint8_t value) {
+bool QmcWirelessProjectionBtProxy::reply(std::int32_t messageId) {
+    // Received data is acknowledged whatever its observers made of it.
+    const std::uint8_t value = messageId == RecvSppDataSerializer::kMessageId ? kHandled : kNotHandled;
     return serverStream->send(&value, sizeof(value)) > 0;
 }
 

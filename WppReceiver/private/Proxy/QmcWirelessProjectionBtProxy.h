@@ -52,8 +52,8 @@ private:
     QmcWirelessProjectionBtProxy();
 
     void onReceivedServerSocket(const void* data, unsigned length);
-    bool receiveSppData(const void* data, unsigned length);
-    bool reply(std::uint8_t value);
+    void publishSppData(const void* data, unsigned length);
+    bool reply(std::int32_t messageId);
 
     std::unique_ptr<WppLocalSocketServerStream> serverStream;
     std::unique_ptr<WppLocalSocketClientStream> clientStream;

@@ -7,6 +7,7 @@
 #include <thread>
 #include <utility>
 
+#include "Core/CaughtException.h"
 #include "Core/QmcWifiProjectionProtocol.h"
 #include "Diagnostics/QMLog.h"
 #include "LibWpp/ControlMessages.h"
@@ -25,6 +26,11 @@ constexpr std::uint8_t kNotHandled = 0;
 constexpr std::chrono::milliseconds kFailedWaitPause{100};
 
 using Protocol = QmcWifiProjectionProtocol;
+
+/// Whether the controller gets no reply to this command, whatever becomes of it.
+bool isUnanswered(std::int32_t messageId) {
+    return messageId == StartWifiProjectionProtocolSerializer::kMessageId;
+}
 
 /// Decodes a command's message from the whole received buffer and passes it to what the command does.
 template <class Message, void (*Do)(Protocol&, const Message&)>
@@ -147,8 +153,16 @@ void QmcWirelessProjectionService::onReceivedServerSocket(const void* data, unsi
         return;
     }
     WppIPCMessageHeader header;
-    header.deserialize(data, size);
-    if (!dispatch(header.messageId, data, size)) {
+    bool processed;
+    try {
+        header.deserialize(data, size);
+        processed = dispatch(header.messageId, data, size);
+    } catch (...) {
+        // The stream's thread would end with the exception, and no further command be heard.
+        QM_LOG_ERROR("catch exception. messageId[%d], what [%s]\n", header.messageId, caughtExceptionText());
+        processed = isUnanswered(header.messageId) || reply(kNotHandled);
+    }
+    if (!processed) {
         QM_LOG_ERROR("*** message processing failed! *** messageId[%d] \n", header.messageId);
     }
 }

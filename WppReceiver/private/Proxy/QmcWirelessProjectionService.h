@@ -19,8 +19,8 @@ class WppLocalSocketServerStream;
 ///
 /// Not started until command 1000, which makes the projection protocol object; 1001 and 1 delete it. Commands
 /// arrive on the stream thread of "WPP_SOCKET_TO_WPP", one at a time and in order, and each but 1000 is
-/// answered with one byte: 1 when it was handled, 0 when it was not. Command 1 also sets the termination
-/// event.
+/// answered with one byte: 1 when it was handled, 0 when it was not. An exception is logged and counts as not
+/// handled. Command 1 also sets the termination event.
 ///
 /// In the other direction the IWifiProjectionProtocolCallbacks operations run on the caller's thread and take
 /// turns on "WPP_SOCKET_FROM_WPP". open, close and the destructor belong to the main thread.
