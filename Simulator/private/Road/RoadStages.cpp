@@ -78,8 +78,7 @@ Json expectedSettings(const Road& road, const char* way) {
     return settings;
 }
 
-// --- steps that several stages take
-// -------------------------------------------------------------------------------
+// Steps that several stages take.
 
 /// The phone's RFCOMM channel has to stand on both sides before the phone says hello: what comes earlier is
 /// lost.
@@ -122,8 +121,7 @@ void startPhone(Road& road, const RoadPhone& phone) {
     road.prove(event(phone.name, "start", {{"reason", kStartReason}}));
 }
 
-// --- the stages
-// -----------------------------------------------------------------------------------------------------
+// The stages, in the order of the road.
 
 void processUp(Road& road) {
     for (const char* const peer : {Road::kController, Road::kBluetooth}) {
