@@ -34,8 +34,8 @@ constexpr int kStartResult = 1;     // what the phone answers; 0 stands for no a
 constexpr int kCanStartAnswer = 1;  // what the controller answers
 constexpr int kWifiJoined = 0;
 constexpr const char* kWifiText = "joined";
-constexpr int kConnectPatienceMs = 5000;  // the receiver's server opens a moment after the protocol
-constexpr Milliseconds kTerminateLimit{2000};
+constexpr int kConnectPatienceMs = 5000;       // the receiver's server opens a moment after the protocol
+constexpr Milliseconds kTerminateLimit{5000};  // ordinarily about 100 ms; a busy machine stalls any process
 
 Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
     return {from, name, where, Json::object(), Milliseconds(0)};
