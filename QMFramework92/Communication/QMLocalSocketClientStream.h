@@ -22,7 +22,7 @@
 /// closed.
 ///
 /// Any thread may call send, communicate and communicateWithCreateBuff; the send lock lets them take turns,
-/// so a reply is read by the thread that asked. The connection handler runs with the send lock held, the data
+/// so a reply is read by the thread that asked. One that the peer causes by accepting finds the connection made. The connection handler runs with the send lock held, the data
 /// handler without a lock. Start and Stop may come from any thread but the stream's own. A peer that stalls
 /// or owes a reply delays Stop by at most about two seconds; the exchange then fails.
 ///
@@ -95,6 +95,7 @@ private:
     void takeSettings();
     bool openSocket();
     bool connectOnce();
+    bool connectSocket();
     void receiveFrame();
     void setConnected(bool isConnected);
 

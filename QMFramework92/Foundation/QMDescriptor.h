@@ -28,3 +28,9 @@ public:
 private:
     int descriptor = kNone;
 };
+
+/// Puts /dev/null in the place of each standard descriptor (0 to 2) that the process was started without, so that
+/// what is opened later never gets the number of standard output and never receives what is printed there.
+/// Called before anything else opens a descriptor. Logs nothing; where /dev/null cannot be opened, the places
+/// stay free.
+void qm_OccupyStandardDescriptors();

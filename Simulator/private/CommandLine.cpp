@@ -20,9 +20,9 @@ struct RoadFlags {
 void addPhone(CLI::App& app, PhoneIdentity& phone) {
     CLI::App* const command =
         app.add_subcommand("phone", "Play a phone: orders on standard input, events on standard output");
-    command->add_option("--device", phone.device, "Its id with the head unit's Bluetooth process")
-        ->check(CLI::Range(0, 254))
-        ->capture_default_str();
+    command
+        ->add_option("--device", phone.device, "Its id with the head unit's Bluetooth process, 1 if left out")
+        ->check(CLI::Range(0, 254));
     command->add_option("--client-id", phone.clientId, "How it calls itself to the receiver")->required();
     command->add_option("--name", phone.name, "Its name");
     command->add_option("--description", phone.description, "Its description");
@@ -46,9 +46,16 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
     command->add_flag("--verbose", road.verbose, "Show every line of every process");
 }
 
+Scenario readScenario(const std::string& file) {
+    try {
+        return Scenario::parse(readFile(file));
+    } catch (const JsonError& error) {
+        throw JsonError(file + ": " + error.what());
+    }
+}
+
 Scenario scenarioOf(const RoadFlags& flags) {
-    Scenario scenario =
-        flags.scenarioFile.empty() ? Scenario::ordinary() : Scenario::parse(readFile(flags.scenarioFile));
+    Scenario scenario = flags.scenarioFile.empty() ? Scenario::ordinary() : readScenario(flags.scenarioFile);
     scenario.phones = flags.phones.value_or(scenario.phones);
     if (flags.tls) {
         scenario.tls = tlsSourceOf(*flags.tls);

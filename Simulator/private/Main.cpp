@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "Foundation/QMDescriptor.h"
 #include "Simulator/private/CommandLine.h"
 #include "Simulator/private/Peers/BluetoothPeer.h"
 #include "Simulator/private/Peers/ControllerPeer.h"
@@ -44,6 +45,7 @@ int run(const CommandLine& commandLine) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    qm_OccupyStandardDescriptors();
     try {
         int exitStatus = 0;
         const std::string ownPath = std::filesystem::read_symlink("/proc/self/exe").string();

@@ -86,7 +86,7 @@ TEST_F(CommandLineTest, ScenarioThatCannotBeUnderstoodIsAUsageError) {
     std::ofstream("scenario.json") << "{\"course\":[\"take-off\"]}";
     EXPECT_FALSE(parse({"road", "--scenario", "scenario.json"}));
     EXPECT_EQ(status, 2);
-    EXPECT_EQ(errors.str(), "wpp-simulator: the road has no stage \"take-off\"\n");
+    EXPECT_EQ(errors.str(), "wpp-simulator: scenario.json: the road has no stage \"take-off\"\n");
 }
 
 TEST_F(CommandLineTest, WrongValuesAreUsageErrors) {

@@ -308,8 +308,18 @@ bool QMLocalSocketClientStream::connectOnce() {
             return false;
         }
     }
-    if (!qm_ConnectLocalSocket(socketFd, workingName.c_str(), kRetryPeriod)) {
+    if (!connectSocket()) {
         qm_Pause(kRetryPeriod);
+        return false;
+    }
+    return true;
+}
+
+/// The send lock spans both steps: the peer may cause an exchange as soon as the system has connected it, and
+/// that exchange has to find the stream connected.
+bool QMLocalSocketClientStream::connectSocket() {
+    QMSyncGuard guard(sendLock);
+    if (!qm_ConnectLocalSocket(socketFd, workingName.c_str(), kRetryPeriod)) {
         return false;
     }
     socketUsed = true;

@@ -1,5 +1,6 @@
 #include "Foundation/QMDescriptor.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -23,4 +24,13 @@ void QMDescriptor::reset(int descriptorToOwn) {
         errno = savedErrno;
     }
     descriptor = descriptorToOwn;
+}
+
+void qm_OccupyStandardDescriptors() {
+    // The system hands out the lowest free number; the first one above the standard ones means that none is free.
+    int descriptor;
+    do {
+        descriptor = ::open("/dev/null", O_RDWR);
+    } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+    const QMDescriptor spare(descriptor);
 }

@@ -34,8 +34,8 @@ constexpr int kStartResult = 1;     // what the phone answers; 0 stands for no a
 constexpr int kCanStartAnswer = 1;  // what the controller answers
 constexpr int kWifiJoined = 0;
 constexpr const char* kWifiText = "joined";
-constexpr int kConnectPatienceMs = 5000;  // the receiver's server opens a moment after the protocol
-constexpr Milliseconds kTerminateLimit{2000};
+constexpr int kConnectPatienceMs = 5000;       // the receiver's server opens a moment after the protocol
+constexpr Milliseconds kTerminateLimit{5000};  // ordinarily about 100 ms; a busy machine stalls any process
 
 Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
     return {from, name, where, Json::object(), Milliseconds(0)};
@@ -78,8 +78,7 @@ Json expectedSettings(const Road& road, const char* way) {
     return settings;
 }
 
-// --- steps that several stages take
-// -------------------------------------------------------------------------------
+// Steps that several stages take.
 
 /// The phone's RFCOMM channel has to stand on both sides before the phone says hello: what comes earlier is
 /// lost.
@@ -122,8 +121,7 @@ void startPhone(Road& road, const RoadPhone& phone) {
     road.prove(event(phone.name, "start", {{"reason", kStartReason}}));
 }
 
-// --- the stages
-// -----------------------------------------------------------------------------------------------------
+// The stages, in the order of the road.
 
 void processUp(Road& road) {
     for (const char* const peer : {Road::kController, Road::kBluetooth}) {

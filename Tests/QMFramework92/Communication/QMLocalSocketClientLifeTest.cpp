@@ -4,12 +4,14 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Communication/QMLocalSocketClientStream.h"
+#include "Tests/QMFramework92/Communication/ConnectHook.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FailingCall.h"
@@ -59,6 +61,27 @@ using QMLocalSocketClientAsynchronous = QMLocalSocketClientLife;
 TEST_F(QMLocalSocketClientLife, SynchronousThreadEndsOnceConnected) {
     const FramedPeer peer = startAndAccept();
     EXPECT_TRUE(waitUntil([] { return !hasThreadNamed("ClientStream_s9"); }));
+}
+
+TEST_F(QMLocalSocketClientLife, ExchangeThatFollowsThePeersAcceptFindsTheConnection) {
+    constexpr auto kLongerThanARefusal = 200ms;
+    FramedPeer peer;
+    std::future<int> sent;
+    const ConnectHook afterConnect([&] {
+        peer = listener->accept();
+        sent = std::async(std::launch::async, [this] {
+            char reply[16384];
+            return stream.communicate("abc", 3, reply, nullptr, kNoTimeLimit);
+        });
+        sent.wait_for(kLongerThanARefusal);
+    });
+    listen();
+    ASSERT_TRUE(recorder.start(stream, "S"));
+    ASSERT_THAT(recorder.connections.waitFor(1), ElementsAre(true));
+    EXPECT_EQ(peer.receiveFrame(), "abc");
+    EXPECT_TRUE(peer.sendFrame("x"));
+    EXPECT_EQ(sent.get(), 7);
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_F(QMLocalSocketClientLife, EveryDescriptorIsCloseOnExec) {

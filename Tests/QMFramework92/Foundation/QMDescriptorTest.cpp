@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,6 +17,42 @@ int openSomething() {
 bool isOpen(int descriptor) {
     return fcntl(descriptor, F_GETFD) != -1;
 }
+
+struct Place {
+    dev_t device;
+    ino_t node;
+    bool operator==(const Place& other) const { return device == other.device && node == other.node; }
+};
+
+Place placeOf(int descriptor) {
+    struct stat status {};
+    EXPECT_EQ(fstat(descriptor, &status), 0) << descriptor;
+    return {status.st_dev, status.st_ino};
+}
+
+/// Closes this process's standard descriptors for the length of a scope.
+class WithoutStandardDescriptors {
+public:
+    WithoutStandardDescriptors() {
+        for (int i = 0; i < kCount; ++i) {
+            kept[i] = fcntl(i, F_DUPFD_CLOEXEC, kCount);
+            close(i);
+        }
+    }
+    ~WithoutStandardDescriptors() {
+        for (int i = 0; i < kCount; ++i) {
+            dup2(kept[i], i);
+            close(kept[i]);
+        }
+    }
+    WithoutStandardDescriptors(const WithoutStandardDescriptors&) = delete;
+    WithoutStandardDescriptors& operator=(const WithoutStandardDescriptors&) = delete;
+
+    static constexpr int kCount = 3;
+
+private:
+    int kept[kCount];
+};
 
 TEST(QMDescriptor, OwnsNothingAtFirst) {
     const QMDescriptor descriptor;
@@ -78,6 +115,35 @@ TEST(QMDescriptor, ClosingLeavesErrnoAsItWas) {
     errno = ENOENT;
     descriptor.reset();
     EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(QMStandardDescriptors, MissingOnesAreOccupiedByTheNullDevice) {
+    const QMDescriptor null(openSomething());
+    const WithoutStandardDescriptors without;
+    qm_OccupyStandardDescriptors();
+    for (int i = 0; i < WithoutStandardDescriptors::kCount; ++i) {
+        EXPECT_EQ(placeOf(i), placeOf(null.get())) << i;
+    }
+}
+
+TEST(QMStandardDescriptors, OnlyTheMissingOneIsOccupied) {
+    const Place input = placeOf(STDIN_FILENO);
+    const QMDescriptor kept(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3));
+    ASSERT_TRUE(kept.isValid());
+    close(STDOUT_FILENO);
+    qm_OccupyStandardDescriptors();
+    const bool isOccupied = isOpen(STDOUT_FILENO);
+    dup2(kept.get(), STDOUT_FILENO);
+    EXPECT_TRUE(isOccupied);
+    EXPECT_EQ(placeOf(STDIN_FILENO), input);
+}
+
+TEST(QMStandardDescriptors, NothingIsOpenedWhereAllAreThere) {
+    const int next = openSomething();
+    close(next);
+    qm_OccupyStandardDescriptors();
+    const QMDescriptor after(openSomething());
+    EXPECT_EQ(after.get(), next);
 }
 
 }  // namespace

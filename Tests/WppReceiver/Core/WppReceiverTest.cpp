@@ -21,10 +21,13 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
 using wpp_test::encode;
+using wpp_test::FramedListener;
 using wpp_test::FramedPeer;
 using wpp_test::headerOnly;
 using wpp_test::HeadUnit;
+using wpp_test::ReceiverProcess;
 using wpp_test::Stopwatch;
+using wpp_test::TemporaryDirectory;
 using wpp_test::TestPhone;
 using wpp_test::waitUntil;
 
@@ -97,6 +100,22 @@ TEST(WppReceiverProcess, EveryLineNamesTheProcess) {
                 testing::ContainsRegex(
                     "\\[error\\] onReceivedServerSocket\\(\\)@QmcWirelessProjectionService\\([0-9]+\\) "
                     "\\{WppReceiver\\} : \\*\\*\\* unknown message! \\*\\*\\* messageId\\[999\\] \n"));
+}
+
+TEST(WppReceiverProcess, LogLinesOfAProcessWithoutStandardDescriptorsReachNoneOfItsOwn) {
+    TemporaryDirectory directory;
+    directory.enter();
+    const FramedListener controller("WPP_SOCKET_FROM_WPP");
+    const FramedListener bluetooth("WPP_SOCKET_TO_BT");
+    ReceiverProcess receiver(directory.path(), ReceiverProcess::Standard::kClosed);
+    FramedPeer commands = FramedPeer::connectTo("WPP_SOCKET_TO_WPP");
+    for (int logged = 0; logged < 10; ++logged) {
+        ASSERT_TRUE(commands.sendFrame(headerOnly(999)));
+        ASSERT_EQ(commands.receiveFrame(), kNotHandled);
+    }
+    ASSERT_TRUE(commands.sendFrame(headerOnly(1)));
+    EXPECT_EQ(commands.receiveFrame(), kHandled);
+    EXPECT_THAT(receiver.waitForExit(), Optional(0));
 }
 
 TEST(WppReceiver, DestructionLeavesTheBluetoothProxyAlone) {

@@ -20,13 +20,30 @@ namespace {
 constexpr int kExecFailed = 127;
 constexpr int kSignalBase = 128;
 
-[[noreturn]] void becomeReceiver(const char* program, const char* directory, const char* outputFile) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+bool printInto(const char* outputFile) {
     const int output = open(outputFile, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    if (chdir(directory) == 0 && output >= 0) {
-        dup2(output, STDOUT_FILENO);
-        dup2(output, STDERR_FILENO);
-        close(output);
+    if (output < 0) {
+        return false;
+    }
+    dup2(output, STDOUT_FILENO);
+    dup2(output, STDERR_FILENO);
+    close(output);
+    return true;
+}
+
+bool closeStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        close(descriptor);
+    }
+    return true;
+}
+
+[[noreturn]] void becomeReceiver(const char* program, const char* directory, const char* outputFile,
+                                 ReceiverProcess::Standard standard) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const bool isReady =
+        standard == ReceiverProcess::Standard::kClosed ? closeStandardDescriptors() : printInto(outputFile);
+    if (isReady && chdir(directory) == 0) {
         execl(program, program, static_cast<char*>(nullptr));
     }
     _exit(kExecFailed);
@@ -38,12 +55,12 @@ int statusOf(int waitStatus) {
 
 }  // namespace
 
-ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory)
+ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory, Standard standard)
     : directory(std::move(workingDirectory)), outputFile(directory / "receiver.log") {
     const char* program = std::getenv("WPP_RECEIVER");
     process = fork();
     if (process == 0) {
-        becomeReceiver(program, directory.c_str(), outputFile.c_str());
+        becomeReceiver(program, directory.c_str(), outputFile.c_str(), standard);
     }
 }
 

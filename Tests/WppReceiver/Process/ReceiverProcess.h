@@ -16,7 +16,10 @@ namespace wpp_test {
 /// if it still runs. The program is named by the environment variable WPP_RECEIVER.
 class ReceiverProcess {
 public:
-    explicit ReceiverProcess(std::filesystem::path workingDirectory);
+    enum class Standard { kLogFile, kClosed };  ///< where its standard output and error go
+
+    /// With closed descriptors its standard input is closed too, and there is no output to read.
+    explicit ReceiverProcess(std::filesystem::path workingDirectory, Standard standard = Standard::kLogFile);
     ~ReceiverProcess();
     ReceiverProcess(const ReceiverProcess&) = delete;
     ReceiverProcess& operator=(const ReceiverProcess&) = delete;

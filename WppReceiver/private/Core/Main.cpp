@@ -1,7 +1,9 @@
 #include "Core/WppReceiver.h"
+#include "Foundation/QMDescriptor.h"
 #include "inc/QMFramework.h"
 
 int main() {
+    qm_OccupyStandardDescriptors();
     qm_FwInitialize("WppReceiver", -1);
     {
         wifi_projection_protocol::WppReceiver receiver;
