@@ -93,7 +93,7 @@ public:
     void read(std::wstring& text);
     /// A code page above 52 is stored as 52. Only the kinds 0 and 1 are followed by a text.
     void read(QMString& text);
-    /// Hands the announced bytes, or as many as are held, to `object` and moves the cursor by what was
+    /// Hands the announced bytes, or as many as are held, to `object`. The cursor moves by as many as were
     /// announced.
     void read(QMSerializable& object);
 
