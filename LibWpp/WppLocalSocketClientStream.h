@@ -21,8 +21,8 @@ public:
     virtual ~WppLocalSocketClientStream();
 
     /// Connects to the socket file `name` and returns once the peer has accepted, however long that takes.
-    /// @return false, logged as "ClientSocket Open Error. name=%s\n", for a null name or one above 107
-    ///         characters.
+    /// @return false, logged as "ClientSocket Open Error. name=%s\n", for a null name or one that has more
+    ///         than 107 characters.
     bool open(const char* name);
 
     void close();

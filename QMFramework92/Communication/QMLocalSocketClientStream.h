@@ -17,8 +17,8 @@
 /// Life: stopped -> (Start) starting -> the thread has its socket -> running, trying to connect every 100 ms
 /// -> connected -> (the peer closes) not connected -> (Stop) stopped, and so on. In mode 0 the thread
 /// "ClientStream_s92" ends once connected, and callers exchange data with send and communicate. In mode 1 it
-/// goes on, passes each frame to the data handler and, when the peer has closed, connects again with a fresh
-/// socket.
+/// goes on and passes each frame to the data handler. When the peer has closed, it opens a fresh socket and
+/// connects again.
 ///
 /// Any thread may call send, communicate and communicateWithCreateBuff; the send lock lets them take turns,
 /// so a reply is read by the thread that asked. The connection handler runs with the send lock held, the data

@@ -74,8 +74,8 @@ protected:
     ///         32-bit number can say count as that. The bytes are not initialised.
     std::unique_ptr<std::uint8_t[]> createBuffer(std::uint64_t size, const QMLocalSocketName& name);
 
-    /// 0 stopped, 1 starting, 2 running. Start and Stop set it under the state lock, the thread sets it
-    /// without.
+    /// 0 stopped, 1 starting, 2 running. Start and Stop set it under the state lock; the thread does not take
+    /// that lock.
     std::atomic<int> state{kStopped};
     std::atomic<unsigned> mode{0};
 

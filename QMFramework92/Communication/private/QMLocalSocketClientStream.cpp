@@ -299,8 +299,8 @@ bool QMLocalSocketClientStream::openSocket() {
     return true;
 }
 
-/// One attempt to connect. It takes the retry period when it fails, or when it is the first after a lost
-/// connection.
+/// One attempt to connect. It takes the retry period when it fails, and also when it is the first one after
+/// the loss of a connection.
 bool QMLocalSocketClientStream::connectOnce() {
     if (socketUsed) {
         qm_Pause(kRetryPeriod);
