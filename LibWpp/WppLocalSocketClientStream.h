@@ -42,7 +42,7 @@ private:
     void onData(const void* data, unsigned length);
 
     QMEvent connectedEvent;
-    std::atomic<bool> connectionMade{false};  // tells open what an event that cannot be waited on does not
+    std::atomic<bool> connectionMade{false};  // set before the event is
     std::unique_ptr<QMLocalSocketClientStream> stream;
 };
 

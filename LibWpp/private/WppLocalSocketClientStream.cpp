@@ -47,9 +47,12 @@ bool WppLocalSocketClientStream::open(const char* name) {
         QM_LOG_ERROR("ClientSocket Open Error. name=%s\n", name == nullptr ? "(null)" : name);
         return false;
     }
-    // Out of descriptors the wait fails at once; that must not pass for a connection.
-    while (QMEvent::WaitEvent(&connectedEvent, QM_WAIT_INFINITE) != QMEvent::kSignalled && !connectionMade) {
-        std::this_thread::sleep_for(kFailedWaitPause);
+    // Out of descriptors the wait fails at once; neither that nor a signal left over from an earlier
+    // connection must pass for this one.
+    while (!connectionMade) {
+        if (QMEvent::WaitEvent(&connectedEvent, QM_WAIT_INFINITE) != QMEvent::kSignalled) {
+            std::this_thread::sleep_for(kFailedWaitPause);
+        }
     }
     return true;
 }

@@ -85,4 +85,7 @@ protected:
 
 private:
     QMEvent ended;
+    // Out of descriptors the event cannot be emptied, so a signal of an earlier thread may be left in it; this
+    // tells which thread has ended.
+    std::atomic<bool> hasEnded{true};
 };

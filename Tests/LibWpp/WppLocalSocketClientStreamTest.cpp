@@ -95,6 +95,31 @@ TEST_F(WppLocalSocketClientStreamTest, OpenThatCanNeverWaitEndsWithTheConnection
     EXPECT_TRUE(ready.accept().isConnected());
 }
 
+TEST_F(WppLocalSocketClientStreamTest, SignalOfAnEarlierConnectionDoesNotPassForThisOne) {
+    std::atomic<bool> listening{false};
+    bool wasListening = false;
+    std::thread opener;
+    {
+        const FailingCall failing(SystemCall::kEpollCreate, EMFILE);
+        listener = std::make_unique<FramedListener>("S");
+        EXPECT_TRUE(stream.open("S"));
+        listener.reset();
+        std::filesystem::remove("S");
+        log.clear();
+        opener = std::thread([&] {
+            stream.open("S");
+            wasListening = listening;
+        });
+        // Four failures until it waits for the connection, and one more for waiting again.
+        EXPECT_TRUE(waitUntil([this] { return log.count("timedMultiWait()@QMEvent(") >= 5; }));
+    }
+    FramedListener late("S");
+    listening = true;
+    const FramedPeer peer = late.accept();
+    opener.join();
+    EXPECT_TRUE(wasListening);
+}
+
 TEST_F(WppLocalSocketClientStreamTest, MessageGoesOutAsOneFrame) {
     FramedPeer peer = openAndAccept();
     std::thread answer = answerWith(peer, "\1");

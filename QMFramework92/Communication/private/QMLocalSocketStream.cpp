@@ -8,6 +8,7 @@
 
 void QMLocalSocketStream::prepareStart() {
     QMEvent::Drain(&ended);
+    hasEnded = false;
     state = kStarting;
 }
 
@@ -18,12 +19,14 @@ void QMLocalSocketStream::enterRunning() {
 
 void QMLocalSocketStream::requestStop() {
     state = kStopped;
-    if (QMEvent::WaitEvent(&ended, kStopGraceMs) != QMEvent::kSignalled) {
+    const bool signalled = QMEvent::WaitEvent(&ended, kStopGraceMs) == QMEvent::kSignalled;
+    if (!signalled || !hasEnded) {
         sockets.shutdownAll();
     }
 }
 
 void QMLocalSocketStream::markEnded() {
+    hasEnded = true;
     ended.SetEvent();
 }
 
