@@ -32,7 +32,7 @@ WppLocalSocketClientStream::WppLocalSocketClientStream()
     : stream(std::make_unique<QMLocalSocketClientStream>()) {}
 
 WppLocalSocketClientStream::~WppLocalSocketClientStream() {
-    stream.reset();
+    stream->Stop();
 }
 
 bool WppLocalSocketClientStream::open(const char* name) {
