@@ -11,8 +11,7 @@ namespace wifi_projection_protocol {
 ///
 /// To send, fill the fields, call serialize() and send getBuffer()/getSize() of the inherited `archive` as
 /// one frame. To receive, decode a WppIPCMessageHeader to learn the id, then the whole buffer again into the
-/// message class of that id. Decoding never fails: what is missing is logged by the archive and stays 0 or
-/// empty.
+/// message class of that id. Decoding never fails: the archive logs what is missing, which stays 0 or empty.
 ///
 /// A plain value without locks: one thread at a time.
 class WppIPCMessageCore : public QMSerialization::QMSerializable {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 
 #include "Communication/QMLocalSocketClientStream.h"
@@ -20,15 +21,15 @@ public:
     virtual ~WppLocalSocketClientStream();
 
     /// Connects to the socket file `name` and returns once the peer has accepted, however long that takes.
-    /// @return false, logged as "ClientSocket Open Error. name=%s\n", for a null name or one above 107
-    ///         characters.
+    /// @return false, logged as "ClientSocket Open Error. name=%s\n", for a null name or one that has more
+    ///         than 107 characters.
     bool open(const char* name);
 
     void close();
 
     /// Sends a message and waits without limit for the answer.
-    /// @return the first four bytes of the answer in host order, which for a one-byte answer is that byte; 0
-    ///         when the exchange failed (logged by the stream).
+    /// @return the first four bytes of the answer in host order, which for a one-byte answer is that byte;
+    ///         0 when the exchange failed (logged by the stream).
     int communicate(WppIPCMessageCore& request);
 
     /// Sends a message and waits without limit for an answer of the id that `response` has.
@@ -41,6 +42,7 @@ private:
     void onData(const void* data, unsigned length);
 
     QMEvent connectedEvent;
+    std::atomic<bool> connectionMade{false};  // set before the event is
     std::unique_ptr<QMLocalSocketClientStream> stream;
 };
 

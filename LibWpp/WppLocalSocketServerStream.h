@@ -22,8 +22,8 @@ public:
     /// Closes the stream.
     virtual ~WppLocalSocketServerStream();
 
-    /// Closes the stream if it is open and listens on the socket file `name`. An empty handler drops what
-    /// comes.
+    /// Closes the stream if it is open and listens on the socket file `name`. With an empty handler, what
+    /// comes is dropped.
     /// @return false, logged as "ServerSocket Open Error. name=%s\n", for a null name or one above 107
     ///         characters; else true, also when the name cannot be bound (logged by the stream).
     bool open(const char* name, Handler messageHandler);

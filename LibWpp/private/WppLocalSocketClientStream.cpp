@@ -1,8 +1,10 @@
 #include "LibWpp/WppLocalSocketClientStream.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <memory>
+#include <thread>
 
 #include "Diagnostics/QMLog.h"
 #include "LibWpp/WppIPCMessageHeader.h"
@@ -14,6 +16,7 @@ namespace wifi_projection_protocol {
 namespace {
 
 constexpr int kNoTimeLimit = -1;
+constexpr std::chrono::milliseconds kFailedWaitPause{100};
 
 using ConnectionFunctor =
     MemFunHandler<QMFunctor<void, Typelist<bool, NullType>>, WppLocalSocketClientStream*,
@@ -29,12 +32,13 @@ WppLocalSocketClientStream::WppLocalSocketClientStream()
     : stream(std::make_unique<QMLocalSocketClientStream>()) {}
 
 WppLocalSocketClientStream::~WppLocalSocketClientStream() {
-    stream.reset();
+    stream->Stop();
 }
 
 bool WppLocalSocketClientStream::open(const char* name) {
     stream->Stop();
     QMEvent::Drain(&connectedEvent);
+    connectionMade = false;
     const ConnectionFunctor connection(this, &WppLocalSocketClientStream::onConnection);
     const DataFunctor data(this, &WppLocalSocketClientStream::onData);
     const bool started =
@@ -43,7 +47,13 @@ bool WppLocalSocketClientStream::open(const char* name) {
         QM_LOG_ERROR("ClientSocket Open Error. name=%s\n", name == nullptr ? "(null)" : name);
         return false;
     }
-    QMEvent::WaitEvent(&connectedEvent, QM_WAIT_INFINITE);
+    // Out of descriptors the wait fails at once; neither that nor a signal left over from an earlier
+    // connection must pass for this one.
+    while (!connectionMade) {
+        if (QMEvent::WaitEvent(&connectedEvent, QM_WAIT_INFINITE) != QMEvent::kSignalled) {
+            std::this_thread::sleep_for(kFailedWaitPause);
+        }
+    }
     return true;
 }
 
@@ -83,6 +93,7 @@ bool WppLocalSocketClientStream::communicate(WppIPCMessageCore& request, WppIPCM
 
 void WppLocalSocketClientStream::onConnection(bool connected) {
     if (connected) {
+        connectionMade = true;
         connectedEvent.SetEvent();
     }
 }

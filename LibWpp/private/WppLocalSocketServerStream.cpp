@@ -25,7 +25,8 @@ WppLocalSocketServerStream::WppLocalSocketServerStream()
     : stream(std::make_unique<QMLocalSocketServerStream>()) {}
 
 WppLocalSocketServerStream::~WppLocalSocketServerStream() {
-    stream.reset();
+    // A running handler may still send, so the stream stays in its place until its thread has ended.
+    stream->Stop();
 }
 
 bool WppLocalSocketServerStream::open(const char* name, Handler messageHandler) {

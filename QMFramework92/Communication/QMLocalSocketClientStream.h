@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "Communication/QMLocalSocketStream.h"
 #include "Foundation/QMSync.h"
@@ -18,8 +17,8 @@
 /// Life: stopped -> (Start) starting -> the thread has its socket -> running, trying to connect every 100 ms
 /// -> connected -> (the peer closes) not connected -> (Stop) stopped, and so on. In mode 0 the thread
 /// "ClientStream_s92" ends once connected, and callers exchange data with send and communicate. In mode 1 it
-/// goes on, passes each frame to the data handler, and connects again, with a fresh socket, after the peer
-/// closed.
+/// goes on and passes each frame to the data handler. When the peer has closed, it opens a fresh socket and
+/// connects again.
 ///
 /// Any thread may call send, communicate and communicateWithCreateBuff; the send lock lets them take turns,
 /// so a reply is read by the thread that asked. One that the peer causes by accepting finds the connection made. The connection handler runs with the send lock held, the data
@@ -80,7 +79,7 @@ private:
 
     void stopThread() QM_REQUIRES(stateLock);
     void disconnect();
-    std::string socketName();
+    QMLocalSocketName socketName();
 
     bool mayCommunicate(const char* function);
     static void storeLength(unsigned* destination, int length);
@@ -108,7 +107,7 @@ private:
     std::atomic<int> socketFd{-1};       // the number of the one socket in `sockets`
 
     // The thread's own.
-    std::string workingName;
+    QMLocalSocketName workingName;
     std::unique_ptr<DataHandler> dataHandler;
     bool socketUsed = false;  // the socket was connected before and cannot connect again
 

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "Communication/QMLocalSocketStream.h"
 #include "Foundation/QMSync.h"
@@ -40,9 +39,10 @@ public:
         const char* name;  ///< path of the socket file, at most 107 characters; a file in its place is kept
         int maxRecvSize;   ///< stored; frames of any length are received
         int maxClients;    ///< stored; the number of peers is not limited
-        const ConnectionHandler*
-            connectionHandler;           ///< borrowed for the call, cloned: (descriptor, connected)
-        const DataHandler* dataHandler;  ///< borrowed for the call, cloned: (descriptor, payload, length)
+        /// Borrowed for the call, cloned: (descriptor, connected).
+        const ConnectionHandler* connectionHandler;
+        /// Borrowed for the call, cloned: (descriptor, payload, length).
+        const DataHandler* dataHandler;
     };
 
     QMLocalSocketServerStream();
@@ -51,16 +51,14 @@ public:
 
     /// Stops the stream if it runs, then starts it.
     /// @return false for a null or too long name; true otherwise, also when the thread cannot be started or
-    /// the
-    ///         socket not be bound (both logged).
+    ///         the socket cannot be bound (both logged).
     bool Start(const Config& config, unsigned newMode);
 
     /// Ends the thread, which closes every socket. The socket file stays. Does nothing when stopped.
     void Stop();
 
-    /// Sends one frame. @return the bytes sent (length + 4 when whole); 0 on failure, silently for a
-    /// descriptor
-    ///         that is not connected, else logged.
+    /// Sends one frame. @return the bytes sent (length + 4 when whole); 0 on failure, logged except for a
+    ///         descriptor that is not connected.
     int send(int clientFd, const void* data, unsigned length);
 
     /// Sends one frame to every connected peer, in ascending order of descriptors.
@@ -71,7 +69,7 @@ private:
     using Settings = QMLocalSocketSettings<ConnectionHandler, DataHandler>;
 
     void stopThread() QM_REQUIRES(stateLock);
-    std::string socketName();
+    QMLocalSocketName socketName();
 
     // Steps of the thread.
     void MainProc();

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 #include "Communication/QMOpenSockets.h"
 #include "Foundation/QMEvent.h"
@@ -11,10 +10,16 @@
 #include "Pattern/QMUncopyable.h"
 #include "inc/QMThreadSafety.h"
 
+/// The name of a socket as a stream keeps it, at most 107 characters and a terminator. A copy allocates
+/// nothing, so that a frame does not pay for the name that its failure would show.
+struct QMLocalSocketName {
+    char text[108] = {};
+};
+
 /// A stream's configuration as it keeps it: the name copied, the handlers cloned.
 template <class ConnectionHandler, class DataHandler>
 struct QMLocalSocketSettings {
-    std::string name;
+    QMLocalSocketName name;
     int maxRecvSize = 0;
     int maxClients = 0;
     std::unique_ptr<ConnectionHandler> connectionHandler;
@@ -67,10 +72,10 @@ protected:
 
     /// @return null, logged with an assertion report, when the bytes are not to be had; frames longer than a
     ///         32-bit number can say count as that. The bytes are not initialised.
-    std::unique_ptr<std::uint8_t[]> createBuffer(std::uint64_t size, const std::string& name);
+    std::unique_ptr<std::uint8_t[]> createBuffer(std::uint64_t size, const QMLocalSocketName& name);
 
-    /// 0 stopped, 1 starting, 2 running. Set by Start and Stop under the state lock, by the thread without
-    /// it.
+    /// 0 stopped, 1 starting, 2 running. Start and Stop set it under the state lock; the thread does not take
+    /// that lock.
     std::atomic<int> state{kStopped};
     std::atomic<unsigned> mode{0};
 
@@ -80,4 +85,7 @@ protected:
 
 private:
     QMEvent ended;
+    // Out of descriptors the event cannot be emptied, so a signal of an earlier thread may be left in it; this
+    // tells which thread has ended.
+    std::atomic<bool> hasEnded{true};
 };

@@ -8,8 +8,8 @@
 #include "Pattern/QMUncopyable.h"
 #include "inc/QMThreadSafety.h"
 
-/// The open sockets of a stream, owned here so that one thread can shut them down while another blocks on
-/// them.
+/// The open sockets of a stream, owned here so that one thread can shut them down while another is blocked
+/// in a call on one of them.
 ///
 /// Synchronised by itself: each operation holds the set's own lock, which is a leaf (nothing is called back
 /// under it) and is never held across a blocking call.

@@ -23,8 +23,7 @@ enum QMLogLevel : unsigned {
 ///
 /// Any thread may call it, at any time, also before initialisation (the braces are then empty) and after
 /// termination. It takes no lock, allocates nothing, never throws and leaves errno as it was. A line shorter
-/// than 80 characters is right-aligned in 80 columns; each line goes out with one printf and is flushed at
-/// once.
+/// than 80 characters is right-aligned in 80 columns. Each line goes out with one printf and one flush.
 int qm_Log(const char* file, const char* function, int line, unsigned level, const char* format, ...)
     __attribute__((format(printf, 5, 6)));
 

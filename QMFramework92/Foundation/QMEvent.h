@@ -7,9 +7,9 @@
 
 /// Counting signal on a pipe: each SetEvent adds one pending signal, each successful wait consumes one.
 ///
-/// Any number of threads may set and wait at once; a signal wakes exactly one waiter. A full pipe collapses
-/// to one pending signal at the next SetEvent. The first wait of the process ignores SIGPIPE for the whole
-/// process.
+/// It owns both ends of the pipe from init to its end and needs no lock: the kernel synchronises what passes
+/// through them. Any number of threads may set and wait at once; a signal wakes exactly one waiter. A full
+/// pipe collapses to one pending signal at the next SetEvent. No operation throws.
 class QMEvent : private QMUncopyable {
 public:
     enum WaitResult : int { kSignalled = 0, kTimedOut = -2, kError = -3 };
@@ -20,21 +20,19 @@ public:
     /// Closes both descriptors when both are valid.
     ~QMEvent();
 
-    /// Creates the pipe afresh, both ends close-on-exec and non-blocking. No other thread may use the event
-    /// meanwhile.
+    /// Creates the pipe afresh, both ends close-on-exec and non-blocking. Meanwhile no other thread may use
+    /// the event.
     void init();
 
-    /// @return 1 when the signal was written, 0 otherwise (also after a full pipe was collapsed to one
-    /// signal).
+    /// @return 1 when the signal was written; 0 otherwise, also when a full pipe was collapsed to one signal.
     int SetEvent();
 
     /// Waits for one event. @return 0 signalled (one signal consumed), -2 timed out, -3 error (logged).
     static int WaitEvent(QMEvent* event, std::uint32_t timeoutMs);
 
     /// Waits for the first (waitAll false) or all (waitAll true) of `count` events.
-    /// @return waitAll false: the index of the first signalled event; waitAll true: 0 when each was
-    /// signalled;
-    ///         -2 timed out, -3 error.
+    /// @return the index of the first signalled event (waitAll false) or 0 when each was signalled (true);
+    ///         -2 timed out, -3 error (logged; silent for a zero count or a null array).
     static int MultiWait(unsigned count, QMEvent** events, std::uint32_t timeoutMs, bool waitAll);
 
     /// Consumes all pending signals without waiting. @return always 1.
@@ -42,8 +40,8 @@ public:
 
     /// The engine behind the waits: as MultiWait, and -1 for a zero count or a null array. A negative timeout
     /// waits without limit. An interrupted wait waits again in full; one whose signal another waiter took
-    /// goes on for the rest of its time. With waitAll each further round has the full time. An event may be
-    /// listed once.
+    /// goes on for the rest of its time. With waitAll each further round has the full time. No event may be
+    /// listed twice. The first call of the process ignores SIGPIPE, as qm_IgnoreSigPipe does.
     static int timedMultiWait(unsigned count, QMEvent** events, bool waitAll, int timeoutMs);
 
 private:

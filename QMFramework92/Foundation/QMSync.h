@@ -54,8 +54,8 @@ private:
 
     // 0 while free. Threads that do not hold the lock read it to learn that they do not.
     std::atomic<pthread_t> owner{};
-    // How often the owner has locked beyond the first time; touched only by the thread that holds the
-    // semaphore.
+    // How often the owner has locked beyond the first time; only the thread that holds the semaphore touches
+    // it, and the semaphore orders what successive holders do.
     std::uint32_t recursionCount = 0;
 };
 

@@ -72,8 +72,7 @@ public:
     bool SetPriority(int priority);
 
     /// @return the priority on the framework's scale; -1, logged as "invalid thread id\n", when the thread
-    /// has
-    ///         not started.
+    ///         has not started.
     int GetPriority();
 
 private:
@@ -89,6 +88,8 @@ private:
         std::uint32_t timeoutMs;
     };
 
+    template <class Procedure>
+    int runGuarded(Procedure procedure);
     static void* startRoutine(void* argument);
     static void* WaitEventTimeoutThread(void* argument);
     void nameOsThread(pthread_t thread) const;
@@ -145,7 +146,11 @@ void QMThread<T>::nameOsThread(pthread_t thread) const {
 template <class T>
 void* QMThread<T>::startRoutine(void* argument) {
     auto* self = static_cast<QMThread*>(argument);
-    self->recordStart();
+    // A thread that could not be recorded runs all the same.
+    self->runGuarded([self] {
+        self->recordStart();
+        return 0;
+    });
     self->Entry();
     return nullptr;
 }
@@ -166,13 +171,22 @@ void QMThread<T>::recordStart() {
 
 template <class T>
 int QMThread<T>::Entry() {
+    return runGuarded([this] { return QMThreadTraits<T>::run(owner); });
+}
+
+/// No exception leaves the thread: it is reported in the name of Entry, and the result is -1.
+template <class T>
+template <class Procedure>
+int QMThread<T>::runGuarded(Procedure procedure) {
     try {
-        return QMThreadTraits<T>::run(owner);
+        return procedure();
     } catch (const std::exception& exception) {
-        QM_LOG_ERROR("catch exception. thread name [%s], what [%s]\n", name, exception.what());
+        qm_Log(QM_SOURCE_PATH, "Entry", __LINE__, QM_LOG_LEVEL_ERROR,
+               "catch exception. thread name [%s], what [%s]\n", name, exception.what());
         QM_ASSERT_FAILED();
     } catch (...) {
-        QM_LOG_ERROR("catch exception. thread name [%s]\n", name);
+        qm_Log(QM_SOURCE_PATH, "Entry", __LINE__, QM_LOG_LEVEL_ERROR, "catch exception. thread name [%s]\n",
+               name);
         QM_ASSERT_FAILED();
     }
     return kEntryFailed;

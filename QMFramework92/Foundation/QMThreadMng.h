@@ -34,9 +34,8 @@ public:
     ///         priority); false after a failure, which is logged as ", setpriority()\n".
     bool SetPriority(pthread_t thread, int priority, pid_t tid);
 
-    /// @return the framework priority of the kernel thread `tid`, -1 when its nice value has none (5 to 19),
-    /// 0
-    ///         when it cannot be read, which is logged as ", getpriority()\n". `thread` is not used.
+    /// @return the framework priority of the kernel thread `tid`; -1 when its nice value has none (5 to 19);
+    ///         0 when it cannot be read, which is logged as ", getpriority()\n". `thread` is not used.
     int GetPriority(pthread_t thread, pid_t tid);
 
     /// GetPriority of the calling thread; a nice value that has no priority logs "error : nice[%d]\n".

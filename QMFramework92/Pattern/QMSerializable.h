@@ -93,8 +93,8 @@ public:
     void read(std::wstring& text);
     /// A code page above 52 is stored as 52. Only the kinds 0 and 1 are followed by a text.
     void read(QMString& text);
-    /// Hands the announced bytes, or as many as are held, to `object` and moves the cursor by what was
-    /// announced.
+    /// Hands the announced bytes to `object`, or as many of them as are held. The cursor moves by what was
+    /// announced in either case.
     void read(QMSerializable& object);
 
 private:

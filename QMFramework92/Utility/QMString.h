@@ -21,8 +21,8 @@ enum QMCodePage : unsigned {
 /// one is logged and fails, except that an empty text moves to the store that is asked for. The code page
 /// stays what it was at the assignment.
 ///
-/// Every failure is logged at level error and leaves the text as it was; nothing throws. A value of one
-/// thread.
+/// Every failure is logged at level error and leaves the text as it was; none throws. It takes no lock: one
+/// thread at a time.
 class QMString {
 public:
     /// For LastIndexOf: from the end.
@@ -38,8 +38,7 @@ public:
     QMString(const std::uint16_t* text, unsigned codePage);
 
     /// The text as a narrow string in `requestedPage`, null when there is none or it would have to be
-    /// converted. It belongs to this string and is valid until the string changes or is asked for another
-    /// form.
+    /// converted. It belongs to this string, and is valid until that changes or is asked for another form.
     const char* ToCHAR(unsigned requestedPage);
 
     /// The text as a wide string, under the same terms as ToCHAR.

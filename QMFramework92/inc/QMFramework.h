@@ -19,6 +19,6 @@ int qm_FwInitialize(const char* processName, int reserved);
 /// Call it from the main thread after every framework thread has been joined.
 void qm_FwTerminate();
 
-/// The name given to qm_FwInitialize, empty before. Any thread may call it; the text lives as long as the
-/// process.
+/// The name given to qm_FwInitialize, empty before. Any thread may call it once initialisation is over; the
+/// text lives as long as the process.
 const char* qm_GetProcessName();

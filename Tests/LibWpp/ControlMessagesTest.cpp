@@ -269,7 +269,8 @@ TEST(ControlMessages, ListWhoseElementsAreNotAllThereStaysAsItWasWithoutALogLine
     const LogCapture log;
     decode(message, startWithList(std::string("\0\0\0\2\5\0\0\0", 8)));
     EXPECT_THAT(message.channelList, ElementsAre(1U, 2U));
-    // The cursor stands behind the count, so the element passes for the length of the first text.
+    // The cursor stands behind the count, so the element passes for the first text's length, one larger than
+    // what is there.
     EXPECT_EQ(log.count(kOver), 11U);
 }
 

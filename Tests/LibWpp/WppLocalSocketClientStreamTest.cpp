@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -13,6 +14,8 @@
 #include "LibWpp/ControlMessages.h"
 #include "LibWpp/SppMessages.h"
 #include "Tests/LibWpp/MessageChecks.h"
+#include "Tests/Support/Deadline.h"
+#include "Tests/Support/FailingCall.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -60,6 +63,60 @@ TEST_F(WppLocalSocketClientStreamTest, OpenWaitsUntilThePeerListens) {
     const FramedPeer peer = late.accept();
     opener.join();
     EXPECT_TRUE(peer.isConnected());
+    EXPECT_TRUE(wasListening);
+}
+
+TEST_F(WppLocalSocketClientStreamTest, OpenThatCannotWaitDoesNotPassForAConnection) {
+    std::atomic<bool> listening{false};
+    bool opened = false;
+    bool wasListening = false;
+    std::thread opener;
+    {
+        const FailingCall failing(SystemCall::kEpollCreate, EMFILE);
+        opener = std::thread([&] {
+            opened = stream.open("S");
+            wasListening = listening;
+        });
+        // Once by emptying the event, then by waiting on it.
+        EXPECT_TRUE(waitUntil([this] { return log.count("timedMultiWait()@QMEvent(") >= 3; }));
+    }
+    FramedListener late("S");
+    listening = true;
+    const FramedPeer peer = late.accept();
+    opener.join();
+    EXPECT_TRUE(opened);
+    EXPECT_TRUE(wasListening);
+}
+
+TEST_F(WppLocalSocketClientStreamTest, OpenThatCanNeverWaitEndsWithTheConnection) {
+    const FailingCall failing(SystemCall::kEpollCreate, EMFILE);
+    FramedListener ready("S");
+    EXPECT_TRUE(stream.open("S"));
+    EXPECT_TRUE(ready.accept().isConnected());
+}
+
+TEST_F(WppLocalSocketClientStreamTest, SignalOfAnEarlierConnectionDoesNotPassForThisOne) {
+    std::atomic<bool> listening{false};
+    bool wasListening = false;
+    std::thread opener;
+    {
+        const FailingCall failing(SystemCall::kEpollCreate, EMFILE);
+        listener = std::make_unique<FramedListener>("S");
+        EXPECT_TRUE(stream.open("S"));
+        listener.reset();
+        std::filesystem::remove("S");
+        log.clear();
+        opener = std::thread([&] {
+            stream.open("S");
+            wasListening = listening;
+        });
+        // Four failures until it waits for the connection, and one more for waiting again.
+        EXPECT_TRUE(waitUntil([this] { return log.count("timedMultiWait()@QMEvent(") >= 5; }));
+    }
+    FramedListener late("S");
+    listening = true;
+    const FramedPeer peer = late.accept();
+    opener.join();
     EXPECT_TRUE(wasListening);
 }
 

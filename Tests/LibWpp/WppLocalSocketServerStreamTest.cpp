@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -117,6 +118,22 @@ TEST_F(WppLocalSocketServerStreamTest, StreamOpensAgainWithAnotherHandler) {
     FramedPeer peer = FramedPeer::connectTo("S");
     ASSERT_TRUE(peer.sendFrame("again"));
     EXPECT_EQ(peer.receiveFrame(), "[again]");
+}
+
+TEST_F(WppLocalSocketServerStreamTest, HandlerMaySendUntilTheDestructorHasStoppedIt) {
+    auto closing = std::make_unique<WppLocalSocketServerStream>();
+    WppLocalSocketServerStream* const sender = closing.get();
+    std::promise<void> called;
+    ASSERT_TRUE(closing->open("H", [&](const void*, unsigned) {
+        called.set_value();
+        while (sender->send("x", 1) > 0) {
+        }
+    }));
+    FramedPeer peer = FramedPeer::connectTo("H");
+    ASSERT_TRUE(peer.sendFrame("question"));
+    ASSERT_EQ(called.get_future().wait_for(kGenerousLimit), std::future_status::ready);
+    closing.reset();
+    EXPECT_TRUE(peer.waitForClose());
 }
 
 TEST_F(WppLocalSocketServerStreamTest, DestructorEndsTheConnection) {

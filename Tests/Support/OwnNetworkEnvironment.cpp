@@ -1,5 +1,5 @@
-// Linked into test programs that need TCP port 30516: each runs in a network of its own, where that is
-// allowed.
+// Linked into test programs that need TCP port 30516: where that is allowed, each runs in a network of its
+// own.
 
 #include <gtest/gtest.h>
 

@@ -24,6 +24,12 @@ bool qm_IsSocketName(const char* name) {
     return name != nullptr && ::strnlen(name, kQMMaxSocketName + 1) <= kQMMaxSocketName;
 }
 
+QMLocalSocketName qm_CopySocketName(const char* name) {
+    QMLocalSocketName copy;
+    std::memcpy(copy.text, name, ::strnlen(name, kQMMaxSocketName));
+    return copy;
+}
+
 sockaddr_un qm_MakeSocketAddress(const char* name) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "Communication/QMLocalSocketStream.h"
 #include "Foundation/QMDescriptor.h"
 
 // The calls under both local socket streams: addresses, frames and waits. Nothing here logs or takes a lock.
@@ -24,7 +25,7 @@ constexpr std::uint64_t qm_FrameSize(std::uint32_t length) {
 }
 
 /// The longest socket name, without its terminator.
-constexpr std::size_t kQMMaxSocketName = 107;
+constexpr std::size_t kQMMaxSocketName = sizeof(QMLocalSocketName::text) - 1;
 
 /// Length of every local socket address that is passed to the kernel.
 constexpr socklen_t kQMSocketAddressSize = 110;
@@ -32,6 +33,9 @@ static_assert(sizeof(sockaddr_un) == kQMSocketAddressSize, "a local socket addre
 
 /// Non-null and short enough for an address.
 bool qm_IsSocketName(const char* name);
+
+/// A copy of a socket name.
+QMLocalSocketName qm_CopySocketName(const char* name);
 
 /// The file system address of a name, of which at most 107 characters are taken.
 sockaddr_un qm_MakeSocketAddress(const char* name);

@@ -40,8 +40,8 @@ bool QMLocalSocketClientStream::Start(const Config& newConfig, unsigned newMode)
     stopThread();
     {
         QMSyncGuard configGuard(configLock);
-        config = {newConfig.name, newConfig.maxRecvSize, 0, Settings::cloneOf(newConfig.connectionHandler),
-                  Settings::cloneOf(newConfig.dataHandler)};
+        config = {qm_CopySocketName(newConfig.name), newConfig.maxRecvSize, 0,
+                  Settings::cloneOf(newConfig.connectionHandler), Settings::cloneOf(newConfig.dataHandler)};
     }
     mode = newMode;
     prepareStart();
@@ -80,7 +80,7 @@ void QMLocalSocketClientStream::disconnect() {
     socketFd = kNoSocket;
 }
 
-std::string QMLocalSocketClientStream::socketName() {
+QMLocalSocketName QMLocalSocketClientStream::socketName() {
     QMSyncGuard guard(configLock);
     return config.name;
 }
@@ -216,7 +216,7 @@ int QMLocalSocketClientStream::sendStreamData(const void* data, int length) {
     frame.reset();
     if (size > kQMLargeSendSize) {
         QM_STREAM_SYS("Socket send data length::%lu / Socket name::%s\n", static_cast<unsigned long>(size),
-                      socketName().c_str());
+                      socketName().text);
     }
     errno = sendError;
     return static_cast<int>(sent);
@@ -299,8 +299,8 @@ bool QMLocalSocketClientStream::openSocket() {
     return true;
 }
 
-/// One attempt to connect. One that fails takes the retry period, and so does the first after a lost
-/// connection.
+/// One attempt to connect. It takes the retry period when it fails, and also when it is the first one after
+/// the loss of a connection.
 bool QMLocalSocketClientStream::connectOnce() {
     if (socketUsed) {
         qm_Pause(kRetryPeriod);
@@ -319,7 +319,7 @@ bool QMLocalSocketClientStream::connectOnce() {
 /// that exchange has to find the stream connected.
 bool QMLocalSocketClientStream::connectSocket() {
     QMSyncGuard guard(sendLock);
-    if (!qm_ConnectLocalSocket(socketFd, workingName.c_str(), kRetryPeriod)) {
+    if (!qm_ConnectLocalSocket(socketFd, workingName.text, kRetryPeriod)) {
         return false;
     }
     socketUsed = true;

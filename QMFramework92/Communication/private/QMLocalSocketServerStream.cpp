@@ -23,8 +23,8 @@ constexpr int kNotBound = -3;
 constexpr int kBacklog = 1;
 constexpr int kBindErrorNumber = 1;  // what the log shows in place of errno
 
-/// Closes a stream's sockets when its thread ends, also by an exception of a handler; not while one of them is
-/// sent to.
+/// Closes a stream's sockets when its thread ends, also by an exception of a handler, but not while somebody
+/// sends to one of them.
 class ClosingAtEnd : private QMUncopyable {
 public:
     ClosingAtEnd(QMOpenSockets& socketsToClose, QMSync& senders)
@@ -55,7 +55,7 @@ bool QMLocalSocketServerStream::Start(const Config& newConfig, unsigned newMode)
     stopThread();
     {
         QMSyncGuard configGuard(configLock);
-        config = {newConfig.name, newConfig.maxRecvSize, newConfig.maxClients,
+        config = {qm_CopySocketName(newConfig.name), newConfig.maxRecvSize, newConfig.maxClients,
                   Settings::cloneOf(newConfig.connectionHandler), Settings::cloneOf(newConfig.dataHandler)};
     }
     mode = newMode;
@@ -79,7 +79,7 @@ void QMLocalSocketServerStream::stopThread() {
     thread.WaitExit(QM_WAIT_INFINITE);
 }
 
-std::string QMLocalSocketServerStream::socketName() {
+QMLocalSocketName QMLocalSocketServerStream::socketName() {
     QMSyncGuard guard(configLock);
     return config.name;
 }
@@ -102,7 +102,7 @@ int QMLocalSocketServerStream::send(int clientFd, const void* data, unsigned len
     const int sendError = errno;
     if (length > kQMLargeSendSize) {
         QM_STREAM_SYS("Socket send data length::%lu / Socket name::%s\n", static_cast<unsigned long>(length),
-                      socketName().c_str());
+                      socketName().text);
     }
     if (sent < 0) {
         errno = sendError;
@@ -141,7 +141,7 @@ void QMLocalSocketServerStream::MainProc() {
     if (state != kStarting) {
         return;
     }
-    const int listenFd = prepareSocket(working.name.c_str());
+    const int listenFd = prepareSocket(working.name.text);
     if (listenFd == kNoSocket) {
         return;
     }

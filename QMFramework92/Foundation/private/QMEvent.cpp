@@ -10,6 +10,7 @@
 #include <climits>
 #include <csignal>
 #include <mutex>
+#include <new>
 #include <vector>
 
 #include "Diagnostics/QMLog.h"
@@ -68,7 +69,10 @@ Taken takeSignal(int descriptor) {
 class MultiWaiter {
 public:
     explicit MultiWaiter(const std::vector<int>& readDescriptors)
-        : descriptors(readDescriptors), awaited(readDescriptors.size()) {}
+        : descriptors(readDescriptors), awaited(readDescriptors.size()) {
+        // A signal that has been taken must not get lost for want of memory.
+        taken.reserve(awaited);
+    }
 
     /// Failures are reported here. @return whether the descriptors are registered.
     bool prepare() {
@@ -251,19 +255,25 @@ int QMEvent::timedMultiWait(unsigned count, QMEvent** events, bool waitAll, int 
     if (count == 0 || events == nullptr) {
         return kBadArgument;
     }
-    std::vector<int> descriptors;
-    descriptors.reserve(count);
-    for (unsigned i = 0; i < count; ++i) {
-        const int descriptor = events[i] == nullptr ? kNoDescriptor : events[i]->readDescriptor;
-        if (descriptor == kNoDescriptor) {
-            QM_LOG_ERROR("handle error\n");
+    try {
+        std::vector<int> descriptors;
+        descriptors.reserve(count);
+        for (unsigned i = 0; i < count; ++i) {
+            const int descriptor = events[i] == nullptr ? kNoDescriptor : events[i]->readDescriptor;
+            if (descriptor == kNoDescriptor) {
+                QM_LOG_ERROR("handle error\n");
+                return kError;
+            }
+            descriptors.push_back(descriptor);
+        }
+        MultiWaiter waiter(descriptors);
+        if (!waiter.prepare()) {
             return kError;
         }
-        descriptors.push_back(descriptor);
-    }
-    MultiWaiter waiter(descriptors);
-    if (!waiter.prepare()) {
+        return waitAll ? waiter.waitForAll(timeoutMs) : waiter.waitForOne(timeoutMs);
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        QM_LOG_STD_ERROR_SHORT();
         return kError;
     }
-    return waitAll ? waiter.waitForAll(timeoutMs) : waiter.waitForOne(timeoutMs);
 }

@@ -3,9 +3,10 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <string>
 
 #include "Diagnostics/QMCallStack.h"
 #include "Diagnostics/QMLog.h"
@@ -74,7 +75,10 @@ void QMSync::createUnnamed() {
 }
 
 void QMSync::openNamed(const char* givenName) {
-    sem_t* opened = sem_open(("/" + std::string(givenName)).c_str(), O_CREAT, kNamedMode, kInitialCount);
+    // A longer name is cut and still too long, so that the system refuses it.
+    char path[NAME_MAX + 2] = {};
+    std::snprintf(path, sizeof(path), "/%s", givenName);
+    sem_t* opened = sem_open(path, O_CREAT, kNamedMode, kInitialCount);
     if (opened == SEM_FAILED) {
         QM_LOG_STD_ERROR(", sem_open()\n");
         return;

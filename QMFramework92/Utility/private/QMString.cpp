@@ -141,11 +141,11 @@ const wchar_t* QMString::ToWCHAR() {
     if (const auto* wide = std::get_if<std::wstring>(&store)) {
         return wide->c_str();
     }
-    if (std::holds_alternative<std::monostate>(store)) {
-        return nullptr;
-    }
     if (codePage == QM_CODE_PAGE_WIDE) {
         QM_LOG_ERROR("unknown code page\n");
+        return nullptr;
+    }
+    if (std::holds_alternative<std::monostate>(store)) {
         return nullptr;
     }
     if (std::holds_alternative<std::u16string>(store)) {
@@ -227,7 +227,11 @@ bool QMString::join(const QMString& other, Side side, const char* function) {
         qm_Log(QM_SOURCE_PATH, function, __LINE__, QM_LOG_LEVEL_ERROR, "not support for now.\n");
         return false;
     }
-    const std::string own = hasNoStore ? std::string() : std::get<Utf8>(store).text;
+    if (hasNoStore) {
+        *this = other;
+        return true;
+    }
+    const std::string& own = std::get<Utf8>(store).text;
     store = Utf8{side == Side::kBehind ? own + added->text : added->text + own};
     return true;
 }

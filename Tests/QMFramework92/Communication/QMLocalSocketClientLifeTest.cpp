@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -342,6 +343,25 @@ TEST_F(QMLocalSocketClientAsynchronous, PeerThatStallsWithinAFrameCannotHoldUpSt
     stream.Stop();
     EXPECT_LT(watch.elapsed(), 6s);
     EXPECT_TRUE(peer.waitForClose());
+}
+
+TEST_F(QMLocalSocketClientAsynchronous, EndOfAnEarlierThreadDoesNotPassForTheEndOfThisOne) {
+    const FramedPeer first = startAndAccept();
+    ASSERT_TRUE(waitUntil([] { return !hasThreadNamed("ClientStream_s9"); }));
+    listen();
+    {
+        const FailingCall failing(SystemCall::kEpollCreate, EMFILE);
+        ASSERT_TRUE(recorder.start(stream, "S", QMLocalSocketClientStream::kAsynchronous));
+    }
+    FramedPeer peer = listener->accept();
+    ASSERT_TRUE(peer.sendBytes(framePrefix(100) + "half"));
+    ASSERT_TRUE(waitUntil([&peer] {
+        int unread = -1;
+        return ioctl(peer.socket(), TIOCOUTQ, &unread) == 0 && unread == 0;
+    }));
+    auto stopped = std::async(std::launch::async, [this] { stream.Stop(); });
+    EXPECT_EQ(stopped.wait_for(6s), std::future_status::ready);
+    peer.close();
 }
 
 TEST_F(QMLocalSocketClientAsynchronous, StopWhileIdleTakesOnlyAMoment) {

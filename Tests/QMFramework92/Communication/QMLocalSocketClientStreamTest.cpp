@@ -15,6 +15,7 @@
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FailingCall.h"
 #include "Tests/Support/FramedPeer.h"
+#include "Tests/Support/HeapWatch.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/SyslogCapture.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -363,6 +364,20 @@ TEST_F(QMLocalSocketClientExchange, CreatedBufferHoldsAReplyAboveTheReceiveLimit
     answer.join();
     ASSERT_NE(created, nullptr);
     EXPECT_EQ(std::string(created.get(), created.get() + replyLength), payload);
+}
+
+TEST_F(QMLocalSocketClientExchange, CreatedReplyTakesMemoryForRequestAndReplyOnly) {
+    const std::string name(107, 'n');
+    FramedListener longNamed(name);
+    ASSERT_TRUE(recorder.start(stream, name.c_str()));
+    FramedPeer peer = longNamed.accept();
+    recorder.connections.waitFor(1);
+    std::thread answer = answerWith(peer, frameOf("reply"));
+    const std::size_t before = heapTakes();
+    communicateWithCreateBuff("question");
+    EXPECT_LE(heapTakes() - before, 2U);
+    answer.join();
+    EXPECT_EQ(replyLength, 5U);
 }
 
 TEST_F(QMLocalSocketClientExchange, CreatedBufferThatCannotBeMadeIsLogged) {

@@ -18,6 +18,7 @@
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/QMFramework92/Communication/StreamRecorders.h"
 #include "Tests/Support/FramedPeer.h"
+#include "Tests/Support/HeapWatch.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessState.h"
 #include "Tests/Support/SyslogCapture.h"
@@ -201,6 +202,17 @@ TEST_F(QMLocalSocketServerStreamTest, SendReturnsTheSizeOfTheFrame) {
     FramedPeer peer = startAndConnect();
     EXPECT_EQ(stream.send(latestDescriptor(), "answer", 6), 10);
     EXPECT_EQ(peer.receiveBytes(10), std::string("\6\0\0\0answer", 10));
+}
+
+TEST_F(QMLocalSocketServerStreamTest, SendTakesMemoryOnceHoweverLongTheNameIs) {
+    const std::string name(107, 'n');
+    EXPECT_TRUE(recorder.start(stream, name.c_str()));
+    FramedPeer peer = FramedPeer::connectTo(name);
+    const int descriptor = recorder.connections.waitFor(1).back().first;
+    const std::size_t before = heapTakes();
+    stream.send(descriptor, "answer", 6);
+    EXPECT_LE(heapTakes() - before, 1U);
+    EXPECT_EQ(peer.receiveFrame(), "answer");
 }
 
 TEST_F(QMLocalSocketServerStreamTest, DataHandlerMayAnswer) {

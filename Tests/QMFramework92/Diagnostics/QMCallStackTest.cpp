@@ -65,8 +65,8 @@ TEST(QMCallStack, FramesAreLoggedFromTheInnermostOutwards) {
 }
 
 void dumpBelow(int levels);
-// Called through a pointer that may change, with work left behind the call, so that each level keeps its
-// frame.
+// Called through a pointer that may change, with work left behind the call: thus each level keeps a frame of
+// its own.
 void (*volatile nextLevel)(int) = &dumpBelow;
 std::atomic<int> levelsLeft{0};
 

@@ -1,13 +1,42 @@
 #include "Foundation/QMClock.h"
 
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
 #include <string>
 #include <vector>
 
 #include "Tests/Support/LogCapture.h"
+
+namespace {
+
+std::atomic<bool> nextReadFails{false};
+std::atomic<bool> nextConversionFails{false};
+
+}  // namespace
+
+// Every call of this program comes through here; the linker gives the functions their names.
+extern "C" int __real_gettimeofday(timeval* time, void* zone);
+extern "C" int __wrap_gettimeofday(timeval* time, void* zone) {
+    if (nextReadFails.exchange(false)) {
+        errno = EINVAL;
+        return -1;
+    }
+    return __real_gettimeofday(time, zone);
+}
+
+extern "C" std::tm* __real_gmtime_r(const std::time_t* seconds, std::tm* out);
+extern "C" std::tm* __wrap_gmtime_r(const std::time_t* seconds, std::tm* out) {
+    if (nextConversionFails.exchange(false)) {
+        errno = EOVERFLOW;
+        return nullptr;
+    }
+    return __real_gmtime_r(seconds, out);
+}
 
 namespace {
 
@@ -59,6 +88,31 @@ TEST(QMClock, NullPointerIsLogged) {
     ASSERT_EQ(log.lines().size(), 1U);
     EXPECT_EQ(log.count("[error] GetUtc()@QMClock("), 1U);
     EXPECT_EQ(log.count(" : invalid arg"), 1U);
+}
+
+TEST(QMClock, ClockThatCannotBeReadIsLoggedAndLeavesTheResult) {
+    wpp_test::LogCapture log;
+    QMDateTime utc{1, 2, 3, 4, 5, 6, 7};
+    nextReadFails = true;
+    QMClock::GetUtc(&utc);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.count("[error] GetUtc()@QMClock("), 1U);
+    EXPECT_EQ(log.count(" : std library error [22 : Invalid argument] , gettimeofday()"), 1U);
+    EXPECT_EQ(utc.year, 1);
+    EXPECT_EQ(utc.second, 7);
+}
+
+TEST(QMClock, TimeThatHasNoCalendarFormIsLoggedAndLeavesTheResult) {
+    wpp_test::LogCapture log;
+    QMDateTime utc{1, 2, 3, 4, 5, 6, 7};
+    nextConversionFails = true;
+    QMClock::GetUtc(&utc);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.count("[error] GetUtc()@QMClock("), 1U);
+    EXPECT_EQ(log.count(" : std library error [75 : Value too large for defined data type] , gmtime_r()"),
+              1U);
+    EXPECT_EQ(utc.year, 1);
+    EXPECT_EQ(utc.second, 7);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/HeapWatch.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessState.h"
 
@@ -268,6 +269,23 @@ TEST(QMEvent, WaitWithoutADescriptorToSpareIsAnError) {
     EXPECT_EQ(result, -3);
     EXPECT_EQ(log.count("[error] timedMultiWait()@QMEvent("), 1U);
     EXPECT_EQ(log.count(" : std library error [24 : Too many open files]"), 1U);
+}
+
+TEST(QMEvent, WaitWithoutMemoryIsAnErrorAndConsumesNothing) {
+    LogCapture log;
+    QMEvent event;
+    event.SetEvent();
+    const std::set<int> before = openDescriptors();
+    int result = 0;
+    {
+        const wpp_test::EmptyHeap heap;
+        result = QMEvent::WaitEvent(&event, 0);
+    }
+    EXPECT_EQ(result, -3);
+    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(log.count("[error] timedMultiWait()@QMEvent("), 1U);
+    EXPECT_EQ(log.count(" : std library error [12 : Cannot allocate memory]"), 1U);
+    EXPECT_EQ(QMEvent::WaitEvent(&event, 0), 0);
 }
 
 TEST(QMEvent, WaitOnADescriptorThatCannotBeWatchedIsAnErrorAndLeaksNothing) {

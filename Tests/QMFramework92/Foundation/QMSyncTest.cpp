@@ -19,6 +19,37 @@
 
 namespace {
 
+/// The error that the next call of a semaphore function reports; 0 lets it through.
+std::atomic<int> nextSemaphoreError{0};
+
+bool semaphoreCallFails() {
+    const int error = nextSemaphoreError.exchange(0);
+    if (error != 0) {
+        errno = error;
+    }
+    return error != 0;
+}
+
+}  // namespace
+
+// Every call of this program comes through here; the linker gives the functions their names.
+extern "C" int __real_sem_init(sem_t* semaphore, int shared, unsigned value);
+extern "C" int __wrap_sem_init(sem_t* semaphore, int shared, unsigned value) {
+    return semaphoreCallFails() ? -1 : __real_sem_init(semaphore, shared, value);
+}
+
+extern "C" int __real_sem_wait(sem_t* semaphore);
+extern "C" int __wrap_sem_wait(sem_t* semaphore) {
+    return semaphoreCallFails() ? -1 : __real_sem_wait(semaphore);
+}
+
+extern "C" int __real_sem_timedwait(sem_t* semaphore, const timespec* deadline);
+extern "C" int __wrap_sem_timedwait(sem_t* semaphore, const timespec* deadline) {
+    return semaphoreCallFails() ? -1 : __real_sem_timedwait(semaphore, deadline);
+}
+
+namespace {
+
 using std::chrono::milliseconds;
 using wpp_test::LogCapture;
 using wpp_test::Stopwatch;
@@ -38,6 +69,37 @@ bool isFreeForOthers(QMSync& lock) {
                           return locked;
                       })
         .get();
+}
+
+TEST(QMSync, FailingWaitIsLoggedAndLeavesTheLockFree) {
+    LogCapture log;
+    QMSync lock;
+    nextSemaphoreError = EINVAL;
+    EXPECT_EQ(lock.Lock(QM_WAIT_INFINITE), 2);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.count("[error] Lock()@QMSync("), 1U);
+    EXPECT_EQ(log.count(" : std library error [22 : Invalid argument] , sem_wait()"), 1U);
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
+
+TEST(QMSync, FailingTimedWaitIsLoggedAndLeavesTheLockFree) {
+    LogCapture log;
+    QMSync lock;
+    nextSemaphoreError = EINVAL;
+    EXPECT_EQ(lock.Lock(1000), 2);
+    ASSERT_EQ(log.lines().size(), 1U);
+    EXPECT_EQ(log.count("[error] Lock()@QMSync("), 1U);
+    EXPECT_EQ(log.count(" : std library error [22 : Invalid argument] , sem_timedwait()"), 1U);
+    EXPECT_TRUE(isFreeForOthers(lock));
+}
+
+TEST(QMSync, FailingCreationIsLoggedAndLeavesNoHandle) {
+    LogCapture log;
+    nextSemaphoreError = ENOSYS;
+    QMSync lock;
+    EXPECT_EQ(log.count(" : std library error [38 : Function not implemented] , sem_init()"), 1U);
+    EXPECT_EQ(lock.Lock(0), 2);
+    EXPECT_EQ(log.count(" : handle is not created"), 1U);
 }
 
 TEST(QMSync, IsFreeAtFirst) {

@@ -1,6 +1,7 @@
 #include "Foundation/QMThread.h"
 
 #include <gtest/gtest.h>
+#include <semaphore.h>
 
 #include <array>
 #include <atomic>
@@ -16,6 +17,7 @@
 #include "Pattern/QMSingleton.h"
 #include "Tests/QMFramework92/Foundation/PriorityRights.h"
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/HeapWatch.h"
 #include "Tests/Support/LogCapture.h"
 #include "Tests/Support/ProcessState.h"
 
@@ -34,6 +36,7 @@ extern "C" int __wrap_pthread_join(pthread_t thread, void** result) {
 namespace {
 
 using std::chrono::milliseconds;
+using wpp_test::EmptyHeap;
 using wpp_test::kGenerousLimit;
 using wpp_test::LogCapture;
 using wpp_test::mayUseNice;
@@ -273,6 +276,25 @@ TEST_F(QMThreadTest, StandardExceptionIsLoggedWithItsTextBannerAndStack) {
     EXPECT_EQ(lines[2], "#########");
     EXPECT_EQ(lines[3].rfind(kBanner, 0), 0U);
     EXPECT_NE(lines[6].find("dumpDirectly()@QMCallStack("), std::string::npos);
+}
+
+TEST_F(QMThreadTest, ThreadThatCannotBeRegisteredIsReportedAndRunsItsProcedure) {
+    QMThreadMng::getInstance();
+    sem_t ran;
+    sem_init(&ran, 0, 0);
+    Owner owner([&ran] { sem_post(&ran); });
+    QMThread<Owner> thread(&owner);
+    LogCapture log;
+    {
+        const EmptyHeap heap;
+        thread.Start("unknown");
+        sem_wait(&ran);
+    }
+    EXPECT_TRUE(thread.WaitExit(10000));
+    EXPECT_EQ(log.count("[error] Entry()@QMThread("), 1U);
+    EXPECT_TRUE(log.contains(" : catch exception. thread name [unknown], what [std::bad_alloc]"));
+    EXPECT_EQ(log.count(kBanner), 1U);
+    sem_destroy(&ran);
 }
 
 TEST_F(QMThreadTest, OtherExceptionIsLoggedWithBannerAndStack) {

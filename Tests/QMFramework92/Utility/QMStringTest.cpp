@@ -130,6 +130,14 @@ TEST(QMString, NarrowTextThatClaimsToBeWideIsRefusedAsWide) {
     EXPECT_EQ(messages(log), Messages{"unknown code page"});
 }
 
+TEST(QMString, CodePage52WithoutTextIsRefusedAsWide) {
+    LogCapture log;
+    QMString string;
+    string.Restore(52);
+    EXPECT_EQ(string.ToWCHAR(), nullptr);
+    EXPECT_EQ(messages(log), Messages{"unknown code page"});
+}
+
 TEST(QMString, SixteenBitTextAsWideTextIsRefused) {
     LogCapture log;
     QMString string(kUnits, 35);
@@ -297,6 +305,16 @@ TEST(QMString, AppendToAStringWithoutTextTakesTheOther) {
     QMString string;
     EXPECT_TRUE(string.Append(QMString("abc", 32)));
     EXPECT_STREQ(string.ToCHAR(32), "abc");
+}
+
+TEST(QMString, AppendToAStringWithoutTextTakesTheOthersCodePageToo) {
+    LogCapture log;
+    QMString string;
+    string.Restore(52);
+    EXPECT_TRUE(string.AppendToHead(QMString("abc", 32)));
+    EXPECT_STREQ(string.ToCHAR(32), "abc");
+    EXPECT_EQ(string.Length(), 3U);
+    EXPECT_EQ(log.text(), "");
 }
 
 TEST(QMString, AppendOfNoTextIsReported) {

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+
+namespace wpp_test {
+
+/// How often the calling thread has taken memory with operator new.
+std::size_t heapTakes();
+
+/// Makes operator new fail in this process for the length of a scope. One at a time.
+class EmptyHeap {
+public:
+    EmptyHeap();
+    ~EmptyHeap();
+    EmptyHeap(const EmptyHeap&) = delete;
+    EmptyHeap& operator=(const EmptyHeap&) = delete;
+};
+
+}  // namespace wpp_test
