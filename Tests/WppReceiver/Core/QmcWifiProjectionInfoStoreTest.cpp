@@ -6,45 +6,34 @@
 #include <string>
 #include <thread>
 
-#include "Core/QmcWifiProjectionInfoProvider.h"
-
 namespace {
 
-using wifi_projection_protocol::QmcWifiProjectionInfoProvider;
 using wifi_projection_protocol::QmcWifiProjectionInfoStore;
 
-TEST(QmcWifiProjectionInfoStore, BeforeAnySettingTheLibraryReadsEmptyTextsAnd40) {
+TEST(QmcWifiProjectionInfoStore, BeginsWithEmptyTextsAnAddressWithoutAPortAnd40) {
     QmcWifiProjectionInfoStore store;
-    QmcWifiProjectionInfoProvider provider(&store);
 
-    EXPECT_EQ(provider.projectionAddress().host(), "0.0.0.0");
-    EXPECT_EQ(provider.projectionAddress().port(), 0);
-    EXPECT_EQ(provider.wifiInfo1(), "");
-    EXPECT_EQ(provider.wifiInfo2(), "");
-    EXPECT_EQ(provider.wifiInfo3(), "");
-    EXPECT_EQ(provider.wifiInfo4(), 40);
+    EXPECT_EQ(store.getProjectionAddress().host(), "0.0.0.0");
+    EXPECT_EQ(store.getProjectionAddress().port(), 0);
+    EXPECT_EQ(store.getWifiInfo1(), "");
+    EXPECT_EQ(store.getWifiInfo2(), "");
+    EXPECT_EQ(store.getWifiInfo3(), "");
+    EXPECT_EQ(store.getWifiInfo4(), 40);
 }
 
-TEST(QmcWifiProjectionInfoStore, TheLibraryReadsWhatTheControllerSet) {
-    QmcWifiProjectionInfoStore store;
-    QmcWifiProjectionInfoProvider provider(&store);
-    store.setProjectionPortInfo({"192.168.5.1", 30516});
-    store.setWifiInfo("one", "two", "three", -4);
-
-    EXPECT_EQ(provider.projectionAddress().host(), "192.168.5.1");
-    EXPECT_EQ(provider.projectionAddress().port(), 30516);
-    EXPECT_EQ(provider.wifiInfo1(), "one");
-    EXPECT_EQ(provider.wifiInfo2(), "two");
-    EXPECT_EQ(provider.wifiInfo3(), "three");
-    EXPECT_EQ(provider.wifiInfo4(), -4);
-}
-
-TEST(QmcWifiProjectionInfoStore, TheProviderLeavesTheStoreAlone) {
+TEST(QmcWifiProjectionInfoStore, ASettingReplacesAllItsValues) {
     QmcWifiProjectionInfoStore store;
     store.setWifiInfo("one", "two", "three", 4);
-    { QmcWifiProjectionInfoProvider provider(&store); }
+    store.setWifiInfo("", "2", "", -1);
+    store.setProjectionPortInfo({"10.0.0.1", 1});
+    store.setProjectionPortInfo({"192.168.5.1", 65535});
 
-    EXPECT_EQ(store.getWifiInfo1(), "one");
+    EXPECT_EQ(store.getWifiInfo1(), "");
+    EXPECT_EQ(store.getWifiInfo2(), "2");
+    EXPECT_EQ(store.getWifiInfo3(), "");
+    EXPECT_EQ(store.getWifiInfo4(), -1);
+    EXPECT_EQ(store.getProjectionAddress().host(), "192.168.5.1");
+    EXPECT_EQ(store.getProjectionAddress().port(), 65535);
 }
 
 TEST(QmcWifiProjectionInfoStore, AReaderOnAnotherThreadSeesWholeTexts) {
