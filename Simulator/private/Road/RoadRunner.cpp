@@ -28,6 +28,15 @@ std::vector<std::string> namesOf(const std::vector<ScenarioStage>& course) {
     return names;
 }
 
+/// The stage's name and, of a stage that the road knows, the messages that make it.
+std::string labelOf(const ScenarioStage& stage) {
+    const RoadStage* known = stage.isBuiltIn ? findRoadStage(stage.name) : nullptr;
+    if (known == nullptr || *known->messages == '\0') {
+        return stage.name;
+    }
+    return stage.name + " (" + known->messages + ")";
+}
+
 std::string secondsText(double seconds) {
     char text[32];
     std::snprintf(text, sizeof(text), "%9.3f s", seconds);
@@ -76,7 +85,7 @@ void RoadRunner::takeStage(Road& road, const ScenarioStage& stage) {
     if (const std::optional<std::string> complaint = stages.reach(stage.name, times)) {
         throw StageFailure(*complaint);
     }
-    printReached(stage.name, times);
+    printReached(labelOf(stage), times);
 }
 
 /// What was reported before the stage's orders is no proof of what they do; a stage without orders waits for
@@ -96,11 +105,11 @@ void RoadRunner::takeOwnStage(Road& road, const ScenarioStage& stage) {
 }
 
 /// Of many phones the line's time is the first one's, the one that the order of the stages goes by.
-void RoadRunner::printReached(const std::string& name, const StageTimes& times) {
+void RoadRunner::printReached(const std::string& label, const StageTimes& times) {
     if (options.scenario.phones == 1) {
-        out << "[" << secondsText(times.last - begin) << "] " << name << std::endl;
+        out << "[" << secondsText(times.last - begin) << "] " << label << std::endl;
     } else {
-        out << "[" << secondsText(times.first - begin) << "] " << name << ", last phone"
+        out << "[" << secondsText(times.first - begin) << "] " << label << ", last phone"
             << secondsText(times.last - begin) << std::endl;
     }
 }

@@ -22,7 +22,7 @@ public:
 private:
     void takeStage(Road& road, const ScenarioStage& stage);
     void takeOwnStage(Road& road, const ScenarioStage& stage);
-    void printReached(const std::string& name, const StageTimes& times);
+    void printReached(const std::string& label, const StageTimes& times);
     int printEnd();
 
     const RoadOptions options;

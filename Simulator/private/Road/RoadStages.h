@@ -13,7 +13,8 @@ class Road;
 /// every phone has reached it.
 struct RoadStage {
     const char* name;
-    bool onlyRequested;  ///< only on the road on which the receiver asks for its TLS material
+    const char* messages;  ///< the ids of the messages that make it, empty when it takes none
+    bool onlyRequested;    ///< only on the road on which the receiver asks for its TLS material
     void (*take)(Road& road);
 };
 

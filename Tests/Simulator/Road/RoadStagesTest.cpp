@@ -30,5 +30,11 @@ TEST(RoadStages, StagesAreFoundByTheirNames) {
     EXPECT_EQ(findRoadStage("Loss"), nullptr);
 }
 
+TEST(RoadStages, EveryStageNamesTheMessagesThatMakeIt) {
+    EXPECT_STREQ(findRoadStage("key fetched")->messages, "2007, 1011");
+    EXPECT_STREQ(findRoadStage("start")->messages, "1006, 2002");
+    EXPECT_STREQ(findRoadStage("process up")->messages, "");
+}
+
 }  // namespace
 }  // namespace simulator
