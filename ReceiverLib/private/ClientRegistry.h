@@ -55,8 +55,7 @@ public:
     Link tcpLinkOf(const std::string& clientId) const;
 
     /// @return the client that was lost with this link, with the links that it had until then; empty when
-    /// none was,
-    ///         or when stopped. It is given out once; after reporting it, call lossReported.
+    ///         none was, or when stopped. It is given out once; after reporting it, call lossReported.
     std::optional<ClientInfo> takeLoss(const PhoneLink& link);
     void lossReported(const std::string& clientId);
 

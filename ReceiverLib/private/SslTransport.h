@@ -34,8 +34,7 @@ class SslTransport : public TransportInputOutput {
 public:
     /// @param context shared by reference count; may be released while the transport lives.
     /// @return empty when `fd` is no stream socket or descriptors run out; `fd` is then untouched. Otherwise
-    /// the
-    ///         transport owns it.
+    ///         the transport owns it.
     static std::unique_ptr<SslTransport> wrap(SSL_CTX* context, int fd, SslTimeLimits timeLimits);
 
     /// Closes. No other call may be under way.

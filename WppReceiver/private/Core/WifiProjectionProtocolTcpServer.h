@@ -17,8 +17,8 @@ namespace wifi_projection_protocol {
 ///
 /// Created, running (start), stopped (stop). A socket that cannot be set up, an accept that fails and a
 /// failed wait are logged and tried afresh every 10 seconds; an exception of a callback is logged, and the
-/// next connection awaited. start and stop belong to one thread, the
-/// owner's; the callbacks run on the server's thread.
+/// next connection awaited. start and stop belong to one thread, the owner's; the callbacks run on the server's
+/// thread.
 class WifiProjectionProtocolTcpServer : private QMUncopyable {
 public:
     /// Only the port of `address` is used. `serverCallbacks` is not owned and outlives the server.
