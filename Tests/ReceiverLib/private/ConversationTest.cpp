@@ -245,7 +245,7 @@ TEST_F(Conversation, TricklingBytesDoNotPutOffTheEndOfAMessage) {
     const auto begin = Clock::now();
     peer.phone.sayBytes(std::string("\0\x01\0\0", 4));
     while (Clock::now() - begin < kPatience && peer.phone.sayBytes("x")) {
-        std::this_thread::sleep_for(milliseconds(5));
+        std::this_thread::sleep_for(milliseconds(5));  // the pace of the trickle
     }
     EXPECT_GE(Clock::now() - begin, milliseconds(200));
     EXPECT_LT(Clock::now() - begin, kPatience / 2);

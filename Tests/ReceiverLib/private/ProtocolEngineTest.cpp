@@ -255,7 +255,7 @@ TEST_F(ProtocolEngine, OneQuestionIsAskedAtATime) {
     unit->setReaction([&](const Event& event) {
         if (event.kind == Event::kQuestion) {
             overlapped = overlapped || ++asking > 1;
-            std::this_thread::sleep_for(milliseconds(5));
+            std::this_thread::sleep_for(milliseconds(5));  // room for a second question to overlap
             --asking;
         }
     });
@@ -304,7 +304,7 @@ TEST_F(ProtocolEngine, EndWaitsForAQuestionUnderWayAndSkipsTheOthers) {
     unit->setReaction([&](const Event& event) {
         if (event.kind == Event::kQuestion) {
             asked.open();
-            std::this_thread::sleep_for(milliseconds(100));
+            std::this_thread::sleep_for(milliseconds(100));  // the engine ends meanwhile
             finished = true;
         }
     });

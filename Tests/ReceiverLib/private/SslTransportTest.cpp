@@ -373,7 +373,7 @@ TEST_F(SslTransport, CloseFromAnotherThreadAtAnyMomentIsSafe) {
         auto reading = readInBackground(*transport);
         TlsPhone phone = makePhone(goodPhone());
         std::thread closer([&] {
-            std::this_thread::sleep_for(std::chrono::microseconds(100 * round));
+            std::this_thread::sleep_for(std::chrono::microseconds(100 * round));  // another moment each
             transport->close();
         });
         phone.handshake();
