@@ -10,6 +10,7 @@
 #include <cwchar>
 
 #include "Diagnostics/private/QMLogFormat.h"
+#include "Utility/QMWideText.h"
 #include "inc/QMFramework.h"
 
 namespace {
@@ -110,24 +111,6 @@ int emitMessage(const Origin& from, const Level& level, const char* message) {
     return emit(level, line);
 }
 
-/// UTF-8, cut at a whole character where `out` ends.
-void encodeUtf8(const WideMessage& text, Message& out) {
-    constexpr std::array<unsigned long, 4> kLeadMarks{{0x00, 0xC0, 0xE0, 0xF0}};
-    std::size_t end = 0;
-    for (std::size_t i = 0; text[i] != L'\0'; ++i) {
-        const auto code = static_cast<unsigned long>(text[i]);
-        const unsigned trailing = code < 0x80 ? 0 : code < 0x800 ? 1 : code < 0x10000 ? 2 : 3;
-        if (end + trailing + 1 >= out.size()) {
-            break;
-        }
-        out[end++] = static_cast<char>(kLeadMarks[trailing] | (code >> (6 * trailing)));
-        for (unsigned left = trailing; left > 0; --left) {
-            out[end++] = static_cast<char>(0x80 | ((code >> (6 * (left - 1))) & 0x3F));
-        }
-    }
-    out[end] = '\0';
-}
-
 }  // namespace
 
 int qm_Log(const char* file, const char* function, int line, unsigned level, const char* format, ...) {
@@ -196,7 +179,7 @@ int qm_LogWide(const char* file, const char* function, int line, unsigned level,
     wide.back() = L'\0';
 
     Message message;
-    encodeUtf8(wide, message);
+    qm_EncodeUtf8(wide.data(), message.data(), message.size());
     return emitMessage({file, function, line}, levelOf(level), message.data());
 }
 
