@@ -51,7 +51,8 @@ TEST(QMWideText, CutsAtAWholeCharacter) {
 
 TEST(QMWideText, ReplacesUnitsThatAreNoCharacter) {
     const std::array<wchar_t, 5> text{{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0xDFFF),
-                                       static_cast<wchar_t>(0x110000), static_cast<wchar_t>(0xFFFFFFFFU), L'\0'}};
+                                       static_cast<wchar_t>(0x110000), static_cast<wchar_t>(0xFFFFFFFFU),
+                                       L'\0'}};
     EXPECT_EQ("\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD", encode(text.data(), 64).text);
 }
 
