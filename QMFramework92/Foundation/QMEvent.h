@@ -24,6 +24,9 @@ public:
     /// the event.
     void init();
 
+    /// @return whether init has got a pipe. Not while another thread is in init.
+    bool isValid() const { return readDescriptor >= 0; }
+
     /// @return 1 when the signal was written; 0 otherwise, also when a full pipe was collapsed to one signal.
     int SetEvent();
 
