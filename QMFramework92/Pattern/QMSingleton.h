@@ -20,7 +20,7 @@ template <class T>
 class QMSingleton : private QMUncopyable {
 public:
     static T* getInstance() {
-        if (T* existing = instance.load(std::memory_order_acquire)) {
+        if (T* existing = existingInstance()) {
             return existing;
         }
         return createOnce();
@@ -29,6 +29,9 @@ public:
 protected:
     QMSingleton() = default;
     ~QMSingleton() = default;
+
+    /// The instance if there is one, else null; creates none.
+    static T* existingInstance() { return instance.load(std::memory_order_acquire); }
 
 private:
     static QMSync& creationLock() {

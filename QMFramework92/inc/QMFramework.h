@@ -12,11 +12,11 @@
 /// Call it from the main thread before any framework thread is started.
 int qm_FwInitialize(const char* processName, int reserved);
 
-/// Undoes qm_FwInitialize: stops the watchdog, destroys every framework singleton in the order of their
-/// creation and closes the system log. Does nothing unless the framework is initialised; afterwards
-/// qm_FwInitialize works again.
+/// Undoes qm_FwInitialize: ends the timer threads, stops the watchdog, destroys every framework singleton in
+/// the order of their creation and closes the system log. Does nothing unless the framework is initialised;
+/// afterwards qm_FwInitialize works again.
 ///
-/// Call it from the main thread after every framework thread has been joined.
+/// Call it from the main thread after every framework thread but those of the timers has been joined.
 void qm_FwTerminate();
 
 /// The name given to qm_FwInitialize, empty before. Any thread may call it once initialisation is over; the

@@ -12,6 +12,7 @@
 #include "Foundation/QMThreadMng.h"
 #include "Foundation/QMWatchDog.h"
 #include "Pattern/QMSingleton.h"
+#include "Utility/QMLTimerMng.h"
 #include "Utility/QMString.h"
 
 namespace {
@@ -75,6 +76,9 @@ void qm_FwTerminate() {
         return;
     }
     if (threadMng != nullptr) {
+        // The timer threads use the thread manager, the watchdog and the tick counter, which are older than
+        // the timer manager and so are destroyed before it.
+        QMLTimerMng::StopThreads();
         QMWatchDog::getInstance()->Stop();
         threadMng = nullptr;
     }
