@@ -36,6 +36,7 @@ const std::vector<Room>& rooms() {
         {"WppReceiver/private/Proxy",
          {"WppReceiver/private/Core", "LibWpp", "ReceiverLib/include", "QMFramework92"}},
         {"Simulator", {"LibWpp", "ReceiverLib/include", "ReceiverLib/phone", "QMFramework92"}},
+        {"Benchmarks", {"LibWpp", "ReceiverLib/include", "QMFramework92"}},
     };
     return all;
 }

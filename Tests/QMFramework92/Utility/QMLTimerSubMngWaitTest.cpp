@@ -23,8 +23,8 @@ using wpp_test::CountingTimer;
 using wpp_test::FakeNiceValues;
 using wpp_test::LogCapture;
 using wpp_test::Stopwatch;
-using wpp_test::WaitWatch;
 using wpp_test::waitUntil;
+using wpp_test::WaitWatch;
 
 constexpr std::uint32_t kJoinLimitMs = 10000;
 constexpr std::uint32_t kHourMs = 3600000;
