@@ -9,6 +9,8 @@ cmake_path(NORMAL_PATH WPP_SOURCE_ROOT)
 
 add_library(wpp_options INTERFACE)
 target_compile_features(wpp_options INTERFACE cxx_std_17)
+# Files may be longer than 2 GiB on a 32-bit machine too.
+target_compile_definitions(wpp_options INTERFACE _FILE_OFFSET_BITS=64)
 target_compile_options(wpp_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast
     $<$<BOOL:${WPP_WERROR}>:-Werror>
