@@ -1,0 +1,20 @@
+#include "Foundation/private/QMFileKinds.h"
+
+#include <sys/stat.h>
+
+#include <cstring>
+
+#include "Foundation/QMFileSys.h"
+
+int qm_KindOf(mode_t mode) {
+    return S_ISREG(mode) ? QMFileSys::kFile : S_ISDIR(mode) ? QMFileSys::kDirectory : QMFileSys::kNone;
+}
+
+bool qm_IsDotOrDotDot(const char* name) {
+    return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+bool qm_IsTaken(const char* path) {
+    struct stat status {};
+    return lstat(path, &status) == 0;
+}
