@@ -10,6 +10,10 @@
 /// It owns both ends of the pipe from init to its end and needs no lock: the kernel synchronises what passes
 /// through them. Any number of threads may set and wait at once; a signal wakes exactly one waiter. A full
 /// pipe collapses to one pending signal at the next SetEvent. No operation throws.
+///
+///     QMEvent stop, wake;
+///     QMEvent* events[] = {&stop, &wake};
+///     while (QMEvent::MultiWait(2, events, QM_WAIT_INFINITE, false) == 1) ...  // until stop.SetEvent()
 class QMEvent : private QMUncopyable {
 public:
     enum WaitResult : int { kSignalled = 0, kTimedOut = -2, kError = -3 };

@@ -17,6 +17,10 @@ constexpr std::uint32_t QM_WAIT_INFINITE = 0xFFFFFFFFU;
 /// Free, or held by one thread that may lock it again and unlocks it as often. Pair Lock and Unlock on one
 /// thread: Unlock does not check who calls. A lock whose semaphore could not be made reports every Lock and
 /// Unlock with "handle is not created\n" and a stack dump, and never blocks.
+///
+///     QMSync lock;
+///     QMSyncGuard guard(lock);                         // waits without limit, unlocks at the end of the scope
+///     if (other.Lock(1500) == QMSync::kTimedOut) ...   // somebody has held it for 1.5 s
 class QM_CAPABILITY("QMSync") QMSync : private QMUncopyable {
 public:
     enum Kind : int { kNamed = 0, kUnnamed = 1 };

@@ -79,6 +79,11 @@ protected:
 }  // namespace qm_detail
 
 /// A callable bound to a member function (virtual or not) of an object that it does not own.
+/// It is called on the thread of whoever calls it, and takes no lock.
+///
+///     using Reply = QMFunctor<bool, Typelist<const void*, Typelist<int, NullType>>>;
+///     MemFunHandler<Reply, Unit*, bool (Unit::*)(const void*, int)> handler(&unit, &Unit::onReply);
+///     handler("a", 1);  // unit.onReply("a", 1)
 template <class ParentFunctor, class PointerToObj, class PointerToMemFn>
 class MemFunHandler final : public qm_detail::MemFunCaller<ParentFunctor, PointerToObj, PointerToMemFn,
                                                            typename ParentFunctor::ParameterList> {

@@ -23,6 +23,10 @@ class QMSerializable;
 /// buffer announces, and nothing is allocated for bytes that are not there.
 ///
 /// Not synchronised: one thread at a time.
+///
+///     Archive archive;
+///     archive.write(std::int32_t{1});  // 00 00 00 01
+///     archive.write(std::string("a")); // 00 00 00 01 61
 class Archive : private QMUncopyable {
 public:
     /// Reserves 1024 bytes, so that messages below that size never reallocate.

@@ -16,6 +16,11 @@ void qm_DestroySingletons();
 ///
 /// T derives from QMSingleton<T>, befriends it and keeps its constructor private. getInstance is safe from
 /// any thread; once the instance exists it takes no lock.
+///
+///     class Clock : public QMSingleton<Clock> {
+///         friend class QMSingleton<Clock>;
+///         Clock() = default;
+///     };
 template <class T>
 class QMSingleton : private QMUncopyable {
 public:

@@ -37,6 +37,11 @@ private:
 /// Keeps a list of observers in registration order and notifies them. It owns none of them.
 ///
 /// Any thread may call its operations; each holds the subject's lock for its whole run.
+/// An addition that finds no memory throws std::bad_alloc and changes nothing.
+///
+///     QMObserver<Meter> observer(&meter, &Meter::onReading);
+///     subject.AddObserver(&observer);
+///     subject.NotifyObservers(kReading, &value, sizeof(value), QMSubject::kNotifyAll);
 class QMSubject : private QMUncopyable {
 public:
     enum NotifyMode : unsigned { kNotifyAll = 0, kNotifyRegisteredOnly = 1 };

@@ -23,6 +23,10 @@ enum QMCodePage : unsigned {
 ///
 /// Every failure is logged at level error and leaves the text as it was; none throws. It takes no lock: one
 /// thread at a time.
+///
+///     QMString path("a/b/c", QM_CODE_PAGE_UTF8);
+///     path.LastIndexOf("/", QMString::kFromEnd);  // 3
+///     path.ToCHAR(QM_CODE_PAGE_UTF8);             // "a/b/c", as put in
 class QMString {
 public:
     /// For LastIndexOf: from the end.
