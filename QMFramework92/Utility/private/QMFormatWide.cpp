@@ -101,8 +101,8 @@ void putReal(BoundedText& out, const Field& field, double value) {
     constexpr int kDecimals = 6;
     // The largest double has 309 digits before its point.
     std::array<char, 320> digits{};
-    const auto result =
-        std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed, kDecimals);
+    const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), value,
+                                      std::chars_format::fixed, kDecimals);
     putNumber(out, field, digits.data(), result.ptr);
 }
 
