@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 /// Brings the framework up for this process: records the process name that every log line shows, opens the
 /// system log under it, creates the thread manager and starts the watchdog.
 ///
@@ -18,6 +20,12 @@ int qm_FwInitialize(const char* processName, int reserved);
 ///
 /// Call it from the main thread after every framework thread but those of the timers has been joined.
 void qm_FwTerminate();
+
+/// Switches memory accounting on (non-zero) or off. While it is on, qm_FwTerminate writes a memory report into
+/// "/Syslog/": a file HeapList_ + process name + date and time (UTC), such as HeapList_WppReceiver261121_1455.txt.
+/// The directory must exist; nothing is logged where it does not. Allocations are not counted, so the report shows
+/// zeros. qm_FwInitialize switches it off. Any thread may call it.
+void qm_SetMemoryAccounting(std::uint32_t flag);
 
 /// The name given to qm_FwInitialize, empty before. Any thread may call it once initialisation is over; the
 /// text lives as long as the process.

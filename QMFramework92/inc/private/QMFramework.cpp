@@ -14,6 +14,7 @@
 #include "Pattern/QMSingleton.h"
 #include "Utility/QMLTimerMng.h"
 #include "Utility/QMString.h"
+#include "inc/private/QMMemoryReport.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ constexpr int kSuccess = 1;
 constexpr int kFailure = 0;
 
 std::atomic<std::uint8_t> initialised{0};
+std::atomic<std::uint32_t> memoryAccounting{0};
 char processNameStore[kProcessNameSize];
 QMThreadMng* threadMng = nullptr;
 
@@ -61,6 +63,7 @@ int qm_FwInitialize(const char* processName, int /*reserved*/) {
     if (initialised != 0) {
         return initialised;
     }
+    memoryAccounting = 0;
     storeProcessName(processName);
     openSystemLog();
     if (!startServices()) {
@@ -84,7 +87,14 @@ void qm_FwTerminate() {
     }
     qm_DestroySingletons();
     closelog();
+    if (memoryAccounting != 0) {
+        qm_WriteMemoryReport(processNameStore);
+    }
     initialised = 0;
+}
+
+void qm_SetMemoryAccounting(std::uint32_t flag) {
+    memoryAccounting = flag;
 }
 
 const char* qm_GetProcessName() {
