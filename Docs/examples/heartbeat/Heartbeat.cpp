@@ -16,7 +16,8 @@ public:
     void OnMessage(std::uint32_t, const void*, std::uint32_t) override {}
     void OnEvent(std::uint32_t, std::uint32_t) override {  // on the worker's thread
         log.WriteFormat("beat %d\n", ++beats);
-        if (beats == 3) third.SetEvent();
+        if (beats == 3)
+            third.SetEvent();
     }
 
 private:
@@ -38,7 +39,8 @@ int main() {
         if (log.Open(L".", L"heartbeat", L"txt", false, QMLogFile::kNoLimit, 0) && worker.Start("Heart")) {
             const int row = QMLTimerMng::getInstance()->AddTimer(&heart, 20);
             beaten = QMEvent::WaitEvent(&thirdBeat, 5000) == QMEvent::kSignalled;
-            if (row >= 0) QMLTimerMng::getInstance()->GetSubMng(row)->Remove(&heart);
+            if (row >= 0)
+                QMLTimerMng::getInstance()->GetSubMng(row)->Remove(&heart);
             worker.Stop(1000);
         }
     }

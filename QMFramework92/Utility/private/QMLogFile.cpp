@@ -51,8 +51,9 @@ QMLogFile::~QMLogFile() {
     Close();
 }
 
-bool QMLogFile::Open(const wchar_t* givenDirectory, const wchar_t* givenBaseName, const wchar_t* givenExtension,
-                     bool isBinary, std::uint32_t limit, std::int32_t generations) {
+bool QMLogFile::Open(const wchar_t* givenDirectory, const wchar_t* givenBaseName,
+                     const wchar_t* givenExtension, bool isBinary, std::uint32_t limit,
+                     std::int32_t generations) {
     Close();
     if (givenDirectory == nullptr || givenBaseName == nullptr || givenExtension == nullptr) {
         return false;
@@ -110,7 +111,8 @@ void QMLogFile::deleteOldest() {
     }
     // Room for all its parts: a pattern that was cut would match the files of others.
     wchar_t pattern[kDirectoryLength + 1 + kBaseNameLength + sizeof("??????_????.") + kExtensionLength];
-    qm_FormatWide(pattern, sizeof(pattern) / sizeof(pattern[0]), L"%s%s??????_????.%s", directory, baseName, extension);
+    qm_FormatWide(pattern, sizeof(pattern) / sizeof(pattern[0]), L"%s%s??????_????.%s", directory, baseName,
+                  extension);
     try {
         QMFindHandle search;
         QMFoundEntry entry;

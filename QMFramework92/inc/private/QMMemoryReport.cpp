@@ -36,11 +36,13 @@ void qm_WriteMemoryReport(const char* processName) {
         return;
     }
     report.WriteFormat(
-        "[Memory Info Summary]\nCurrent Total Count = %d, Max Total Count = %d, Current Total Size = %d, Max Total Size = "
+        "[Memory Info Summary]\nCurrent Total Count = %d, Max Total Count = %d, Current Total Size = %d, Max "
+        "Total Size = "
         "%d\n",
         0, 0, 0, 0);
     report.WriteFormat(
-        "\n[Memory Info about Each Thread]\n   TID   : Current Count : Max Count : Current Size : Max Size\n");
+        "\n[Memory Info about Each Thread]\n   TID   : Current Count : Max Count : Current Size : Max "
+        "Size\n");
     report.WriteFormat("\n[Memory Leak Info]\n#\tTID\t\tAddress\t\tSize\tOverrun");
     for (int i = 0; i < kMethods; ++i) {
         report.WriteFormat("\tMethod(%d)", i);

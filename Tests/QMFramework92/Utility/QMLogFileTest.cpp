@@ -74,8 +74,8 @@ TEST_F(QMLogFileTest, GenerationCountZeroNamesOneFixedFile) {
 }
 
 TEST_F(QMLogFileTest, PathsContainTwoSlashesForADirectoryThatEndsInOne) {
-    ASSERT_TRUE(
-        file.Open((directory() + L"/").c_str(), L"trace", L"txt", kText, QMLogFile::kNoLimit, QMLogFile::kNamedByTime));
+    ASSERT_TRUE(file.Open((directory() + L"/").c_str(), L"trace", L"txt", kText, QMLogFile::kNoLimit,
+                          QMLogFile::kNamedByTime));
     EXPECT_EQ(directory() + L"//trace", std::wstring(file.Path()).substr(0, directory().size() + 7));
     ASSERT_TRUE(file.Open((directory() + L"/").c_str(), L"trace", L"txt", kText, QMLogFile::kNoLimit, 0));
     EXPECT_EQ(directory() + L"//trace.txt", file.Path());
@@ -342,7 +342,8 @@ TEST_F(QMLogFileTest, APathOf257CharactersLosesItsLast) {
 TEST_F(QMLogFileTest, ALongDirectoryIsCutAndOverrunsNothing) {
     EXPECT_FALSE(file.Open(std::wstring(256, L'd').c_str(), L"a", L"txt", kText, 0, 0));
     EXPECT_FALSE(file.Open(std::wstring(257, L'd').c_str(), L"a", L"txt", kText, 0, 3));
-    EXPECT_FALSE(file.Open(std::wstring(5000, L'd').c_str(), L"a", L"txt", kText, 0, QMLogFile::kNamedByTime));
+    EXPECT_FALSE(
+        file.Open(std::wstring(5000, L'd').c_str(), L"a", L"txt", kText, 0, QMLogFile::kNamedByTime));
 }
 
 TEST_F(QMLogFileTest, AFileThatTheCutNameHitsIsNotDeleted) {
@@ -360,7 +361,8 @@ TEST_F(QMLogFileTest, AFileThatTheCutNameHitsIsNotDeleted) {
 }
 
 TEST_F(QMLogFileTest, NamesBeyondAsciiAreUtf8OnDisk) {
-    ASSERT_TRUE(file.Open(directory().c_str(), L"\u00e9 \u20ac\n", L"txt", kText, 0, QMLogFile::kNamedByTime));
+    ASSERT_TRUE(
+        file.Open(directory().c_str(), L"\u00e9 \u20ac\n", L"txt", kText, 0, QMLogFile::kNamedByTime));
     EXPECT_THAT(*names().begin(), MatchesRegex("\xC3\xA9 \xE2\x82\xAC\n[0-9]{6}_[0-9]{4}\\.txt"));
 }
 
