@@ -38,7 +38,8 @@ public:
     ~QMSync();
 
     /// @return 0 locked, 1 timed out (silently), 2 error (logged). QM_WAIT_INFINITE waits without limit; the
-    ///         deadline of a timed wait runs on CLOCK_REALTIME.
+    ///         deadline of a timed wait runs on CLOCK_REALTIME. Where that clock cannot be read, as with a 32-bit
+    ///         time_t after January 2038, a timed wait for a lock that is held times out at once.
     int Lock(std::uint32_t timeoutMs);
 
     /// Gives back one Lock.

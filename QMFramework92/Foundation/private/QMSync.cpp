@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <limits>
 
 #include "Diagnostics/QMCallStack.h"
 #include "Diagnostics/QMLog.h"
@@ -24,12 +26,14 @@ timespec deadlineAfter(std::uint32_t timeoutMs) {
     constexpr long kNanosecondsPerSecond = 1000000000;
     timespec deadline{};
     clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += static_cast<std::time_t>(timeoutMs / kMillisecondsPerSecond);
+    auto seconds = static_cast<std::time_t>(timeoutMs / kMillisecondsPerSecond);
     deadline.tv_nsec += static_cast<long>(timeoutMs % kMillisecondsPerSecond) * kNanosecondsPerMillisecond;
     if (deadline.tv_nsec >= kNanosecondsPerSecond) {
         deadline.tv_nsec -= kNanosecondsPerSecond;
-        ++deadline.tv_sec;
+        ++seconds;
     }
+    // A clock of 32 bits ends in January 2038; a deadline beyond the end is put there.
+    deadline.tv_sec += std::min(seconds, std::numeric_limits<std::time_t>::max() - deadline.tv_sec);
     return deadline;
 }
 

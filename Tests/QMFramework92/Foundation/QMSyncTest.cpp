@@ -8,8 +8,11 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <functional>
 #include <future>
+#include <limits>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,6 +33,16 @@ bool semaphoreCallFails() {
     return error != 0;
 }
 
+/// What clock_gettime reports instead of the time while `isSet`; it fails where there is no time.
+struct FakeClock {
+    bool isSet = false;
+    std::optional<timespec> time;
+};
+FakeClock fakeClock;
+
+/// The deadline of the last timed wait of the calling thread.
+thread_local timespec lastDeadline{};
+
 }  // namespace
 
 // Every call of this program comes through here; the linker gives the functions their names.
@@ -45,7 +58,21 @@ extern "C" int __wrap_sem_wait(sem_t* semaphore) {
 
 extern "C" int __real_sem_timedwait(sem_t* semaphore, const timespec* deadline);
 extern "C" int __wrap_sem_timedwait(sem_t* semaphore, const timespec* deadline) {
+    lastDeadline = *deadline;
     return semaphoreCallFails() ? -1 : __real_sem_timedwait(semaphore, deadline);
+}
+
+extern "C" int __real_clock_gettime(clockid_t clock, timespec* time);
+extern "C" int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+    if (!fakeClock.isSet) {
+        return __real_clock_gettime(clock, time);
+    }
+    if (!fakeClock.time) {
+        errno = EOVERFLOW;
+        return -1;
+    }
+    *time = *fakeClock.time;
+    return 0;
 }
 
 namespace {
@@ -127,6 +154,31 @@ TEST(QMSync, LockZeroOnAHeldLockTimesOutAtOnceAndSilently) {
     EXPECT_EQ(result, QMSync::kTimedOut);
     EXPECT_LT(stopwatch.elapsed(), wpp_test::kGenerousLimit);
     EXPECT_EQ(log.text(), "");
+    lock.Unlock();
+}
+
+TEST(QMSync, DeadlineBehindTheEndOfTheClockIsPutThere) {
+    constexpr std::time_t kEnd = std::numeric_limits<std::time_t>::max();
+    QMSync lock;
+    for (const std::time_t left : {0, 1, 2, 3}) {
+        fakeClock = {true, timespec{kEnd - left, 999999999}};
+        nextSemaphoreError = ETIMEDOUT;
+        EXPECT_EQ(lock.Lock(1500), QMSync::kTimedOut);
+        EXPECT_EQ(lastDeadline.tv_sec, left < 2 ? kEnd : kEnd - left + 2);
+        EXPECT_EQ(lastDeadline.tv_nsec, 499999999);
+    }
+    fakeClock = {};
+}
+
+TEST(QMSync, TimedLockWithoutAClockTakesWhatIsFreeAndTimesOutAtOnceOtherwise) {
+    QMSync lock;
+    fakeClock = {true, std::nullopt};
+    EXPECT_EQ(lock.Lock(60000), QMSync::kLocked);
+    const Stopwatch stopwatch;
+    const int result = std::async(std::launch::async, [&lock] { return lock.Lock(60000); }).get();
+    fakeClock = {};
+    EXPECT_EQ(result, QMSync::kTimedOut);
+    EXPECT_LT(stopwatch.elapsed(), wpp_test::kGenerousLimit);
     lock.Unlock();
 }
 
