@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 
 #include "Foundation/QMFileSys.h"
@@ -16,5 +17,6 @@ bool qm_IsDotOrDotDot(const char* name) {
 
 bool qm_IsTaken(const char* path) {
     struct stat status {};
-    return lstat(path, &status) == 0;
+    // What is dated after January 2038 has no status where a time_t has 32 bits, but lies there.
+    return lstat(path, &status) == 0 || errno == EOVERFLOW;
 }

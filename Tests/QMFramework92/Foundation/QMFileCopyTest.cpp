@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <ctime>
 #include <string>
 
 #include "Foundation/QMFileSys.h"
@@ -132,6 +134,18 @@ TEST(QMFileCopy, AnExistingDestinationIsRefusedWhenAsked) {
     EXPECT_THAT(scene.below(), ElementsAre("a", "b", "c", "d"));
     EXPECT_EQ(scene.content("b"), "b");
     EXPECT_TRUE(copy(scene.at("a"), scene.at("e"), true));
+}
+
+TEST(QMFileCopy, AFileDatedAfter2038IsNoSourceForA32BitClockAndIsNeverOverwrittenUnasked) {
+    FileScene scene;
+    const std::string later = scene.file("later", "later");
+    ASSERT_EQ(std::system(("touch -d 2040-01-01 " + later).c_str()), 0);
+    LogCapture log;
+    EXPECT_EQ(copy(later, scene.at("copy")), sizeof(std::time_t) == 8);
+    EXPECT_EQ(log.contains(" : std library error [75 : "), sizeof(std::time_t) == 4);
+    EXPECT_EQ(scene.has("copy"), sizeof(std::time_t) == 8);
+    EXPECT_FALSE(copy(scene.file("other", "other"), later, true));
+    EXPECT_EQ(scene.content("later"), "later");
 }
 
 TEST(QMFileCopy, TheStepForAFileChecksTheDestinationToo) {

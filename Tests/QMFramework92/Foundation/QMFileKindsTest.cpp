@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
 #include "Tests/QMFramework92/Foundation/FileScene.h"
 
 namespace {
@@ -32,6 +36,16 @@ TEST(QMFileKinds, APathIsTakenByAnythingAtAll) {
     EXPECT_TRUE(qm_IsTaken(scene.link("link", "none").c_str()));
     EXPECT_TRUE(qm_IsTaken("/dev/null"));
     EXPECT_FALSE(qm_IsTaken(scene.at("none").c_str()));
+}
+
+TEST(QMFileKinds, WhatIsDatedAfter2038IsTakenOnEveryMachine) {
+    FileScene scene;
+    const std::string path = scene.file("file");
+    ASSERT_EQ(std::system(("touch -d 2040-01-01 " + path).c_str()), 0);
+    struct stat status {};
+    const bool hasStatus = stat(path.c_str(), &status) == 0;
+    EXPECT_EQ(hasStatus, sizeof(std::time_t) == 8);
+    EXPECT_TRUE(qm_IsTaken(path.c_str()));
 }
 
 }  // namespace
