@@ -42,6 +42,10 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
     command->add_option("--receiver", road.receiver, "The receiver's program")
         ->check(CLI::ExistingFile)
         ->capture_default_str();
+    command
+        ->add_option("--run-with", road.runWith,
+                     "A program, such as an emulator, that gets each process's program and arguments to run")
+        ->check(CLI::ExistingFile);
     command->add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
     command->add_flag("--verbose", road.verbose, "Show every line of every process");
 }
@@ -97,6 +101,9 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
         app.parse(arguments);
         result.role = roleOf(app);
         result.road.receiver = std::filesystem::absolute(result.road.receiver).string();
+        if (!result.road.runWith.empty()) {
+            result.road.runWith = std::filesystem::absolute(result.road.runWith).string();
+        }
         result.road.scenario = scenarioOf(flags);
         return result;
     } catch (const CLI::ParseError& error) {

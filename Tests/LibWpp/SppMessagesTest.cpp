@@ -92,4 +92,11 @@ TEST(SppMessages, ObserversRecordIsAnnouncedWithItsSizeOnTheTarget) {
     EXPECT_EQ(kSppReceivedDataSize, 16);
 }
 
+TEST(SppMessages, ObserversRecordTakesTwelveBytesBesideItsTextOnA32BitMachine) {
+    constexpr std::size_t kBesideText = sizeof(void*) == 4 ? 12 : 24;
+    EXPECT_EQ(sizeof(SppReceivedData) - sizeof(std::string), kBesideText);
+    // With a text of one pointer, as the target's C++ library has it, that makes the announced size.
+    EXPECT_EQ(kSppReceivedDataSize, 12 + 4);
+}
+
 }  // namespace

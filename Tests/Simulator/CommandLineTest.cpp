@@ -54,16 +54,18 @@ TEST_F(CommandLineTest, RoadHasOnePhoneAndConfiguredMaterialByDefault) {
     EXPECT_EQ(line->road.simulator, (directory.path() / "wpp-simulator").string());
     EXPECT_FALSE(line->road.verbose);
     EXPECT_EQ(line->road.keepLog, "");
+    EXPECT_EQ(line->road.runWith, "");
 }
 
 TEST_F(CommandLineTest, RoadTakesItsOptions) {
     std::ofstream("Other") << "stands for another program";
     const auto line = parse({"road", "--phones", "254", "--tls", "requested", "--receiver", "Other",
-                             "--keep-log", "logs", "--verbose"});
+                             "--keep-log", "logs", "--verbose", "--run-with", "Other"});
     ASSERT_TRUE(line) << errors.str();
     EXPECT_EQ(line->road.scenario.phones, 254);
     EXPECT_EQ(line->road.scenario.tls, TlsSource::kRequested);
     EXPECT_EQ(std::filesystem::path(line->road.receiver), std::filesystem::current_path() / "Other");
+    EXPECT_EQ(std::filesystem::path(line->road.runWith), std::filesystem::current_path() / "Other");
     EXPECT_EQ(line->road.keepLog, "logs");
     EXPECT_TRUE(line->road.verbose);
 }

@@ -8,6 +8,7 @@
 #include "Simulator/private/Road/ChildProcess.h"
 #include "Simulator/private/Road/RoadStages.h"
 #include "Tests/Simulator/LoopFixture.h"
+#include "Tests/Support/RunWith.h"
 
 namespace simulator {
 namespace {
@@ -20,9 +21,16 @@ protected:
     WholeRoad() { ::setenv("TMPDIR", directory.path().c_str(), 1); }
     ~WholeRoad() override { ::unsetenv("TMPDIR"); }
 
-    void start(std::vector<std::string> options) {
-        options.insert(options.begin(), {"road", "--receiver", RECEIVER_PROGRAM});
-        child = std::make_unique<ChildProcess>(SIMULATOR_PROGRAM, options, directory.path().string());
+    void start(const std::vector<std::string>& options) {
+        std::vector<std::string> command{SIMULATOR_PROGRAM, "road", "--receiver", RECEIVER_PROGRAM};
+        if (const std::string runner = wpp_test::runWith(); !runner.empty()) {
+            command.insert(command.begin(), runner);
+            command.insert(command.end(), {"--run-with", runner});
+        }
+        command.insert(command.end(), options.begin(), options.end());
+        const std::string program = command.front();
+        command.erase(command.begin());
+        child = std::make_unique<ChildProcess>(program, command, directory.path().string());
         output = child->takeOutput();
     }
 
@@ -46,8 +54,8 @@ protected:
         return describeStatus(child->poll().value());
     }
 
-    std::string walk(std::vector<std::string> options) {
-        start(std::move(options));
+    std::string walk(const std::vector<std::string>& options) {
+        start(options);
         return end();
     }
 

@@ -1,7 +1,11 @@
 #include "Simulator/private/Road/Road.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "Simulator/private/Road/TlsFiles.h"
@@ -129,8 +133,17 @@ PeerProcess& Road::process(const std::string& name) {
 }
 
 PeerProcess::Program Road::programOf(const std::string& name) const {
-    return {name == kReceiver ? options.receiver : options.simulator, argumentsOf(name), directory.path(),
-            logFileOf(name)};
+    const std::string& program = name == kReceiver ? options.receiver : options.simulator;
+    std::vector<std::string> arguments = argumentsOf(name);
+    if (options.runWith.empty()) {
+        return {program, arguments, directory.path(), logFileOf(name)};
+    }
+    // The other program would only report it in words of its own.
+    if (::access(program.c_str(), X_OK) != 0) {
+        throw std::system_error(errno, std::generic_category(), "start " + program);
+    }
+    arguments.insert(arguments.begin(), program);
+    return {options.runWith, arguments, directory.path(), logFileOf(name)};
 }
 
 std::vector<std::string> Road::argumentsOf(const std::string& name) const {

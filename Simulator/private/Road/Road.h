@@ -21,6 +21,7 @@ namespace simulator {
 struct RoadOptions {
     std::string receiver;   ///< path of the receiver's program
     std::string simulator;  ///< path of this program, which is all the peers
+    std::string runWith;    ///< path of a program that runs each process, an emulator, say; empty for none
     std::string keepLog;    ///< directory for a copy of every process's output; empty for none
     bool verbose = false;   ///< shows every line of every process
     Scenario scenario = Scenario::ordinary();

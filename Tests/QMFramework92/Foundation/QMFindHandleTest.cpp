@@ -141,8 +141,8 @@ TEST(QMFindHandle, WithoutASlashTheWorkingDirectoryIsSearched) {
 }
 
 TEST(QMFindHandle, APatternInTheRootSearchesTheRoot) {
-    EXPECT_THAT(found("/proc"), ElementsAre("proc"));
-    EXPECT_THAT(found("//pro?"), ElementsAre("proc"));
+    EXPECT_THAT(found("/usr"), ElementsAre("usr"));
+    EXPECT_THAT(found("//us?"), ElementsAre("usr"));
 }
 
 TEST(QMFindHandle, AnEmptyPatternFindsNothing) {

@@ -20,7 +20,8 @@ endfunction()
 run(${CMAKE_COMMAND} --install ${BUILD_TREE} --prefix ${work}/installed --component qmframework)
 
 build_user(${EXAMPLE} ${work}/example)
-run(${CMAKE_COMMAND} -DPROGRAM=${work}/example/heartbeat -P ${CMAKE_CURRENT_LIST_DIR}/RunHeartbeat.cmake)
+run(${CMAKE_COMMAND} -DPROGRAM=${work}/example/heartbeat -DEMULATOR=${EMULATOR}
+    -P ${CMAKE_CURRENT_LIST_DIR}/RunHeartbeat.cmake)
 
 file(GLOB_RECURSE headers RELATIVE ${work}/installed/include/QMFramework92 ${work}/installed/include/QMFramework92/*.h)
 list(LENGTH headers count)

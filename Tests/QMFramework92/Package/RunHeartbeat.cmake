@@ -1,6 +1,6 @@
-# Runs PROGRAM in a directory of its own and looks at the log file that it writes.
+# Runs PROGRAM, by EMULATOR where there is one, in a directory of its own and looks at the log file that it writes.
 execute_process(COMMAND mktemp -d OUTPUT_VARIABLE directory OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-execute_process(COMMAND ${PROGRAM} WORKING_DIRECTORY ${directory} RESULT_VARIABLE result)
+execute_process(COMMAND ${EMULATOR} ${PROGRAM} WORKING_DIRECTORY ${directory} RESULT_VARIABLE result)
 set(text "")
 if(EXISTS ${directory}/heartbeat.txt)
     file(READ ${directory}/heartbeat.txt text)

@@ -1,6 +1,7 @@
 #include "Simulator/private/Road/RoadRunner.h"
 
 #include "Tests/Simulator/LoopFixture.h"
+#include "Tests/Support/RunWith.h"
 
 namespace simulator {
 namespace {
@@ -9,6 +10,7 @@ class RoadRunnerTest : public LoopTest {
 protected:
     RoadRunnerTest() {
         options.simulator = SIMULATOR_PROGRAM;
+        options.runWith = wpp_test::runWith();
         options.receiver = "/bin/false";
     }
 

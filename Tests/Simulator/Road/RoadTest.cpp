@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "Tests/Simulator/LoopFixture.h"
+#include "Tests/Support/RunWith.h"
 
 namespace simulator {
 namespace {
@@ -20,6 +21,7 @@ protected:
     RoadTest() {
         ::setenv("TMPDIR", directory.path().c_str(), 1);
         options.simulator = SIMULATOR_PROGRAM;
+        options.runWith = wpp_test::runWith();
         options.scenario.limit = Milliseconds(10000);
     }
     ~RoadTest() override { ::unsetenv("TMPDIR"); }
@@ -57,6 +59,20 @@ TEST_F(RoadTest, GivesOrdersAndWaitsForWhatComesOfThem) {
     EXPECT_EQ(road.prove(expect(Road::kController, "exit")).details["status"], 0);
     const StageTimes times = road.takeProof();
     EXPECT_LT(times.first, times.last);
+}
+
+TEST_F(RoadTest, EachProcessRunsWithTheProgramThatIsToRunIt) {
+    useReceiver("echo run itself");
+    const fs::path runner = directory.path() / "runner";
+    std::ofstream(runner) << "#!/bin/sh\necho \"run $(basename $1) with $#\"\n";
+    fs::permissions(runner, fs::perms::owner_all);
+    options.runWith = runner.string();
+    options.verbose = true;
+    Road road(options, output);
+    road.launch(Road::kReceiver);
+    EXPECT_EQ(road.prove(expect(Road::kReceiver, "exit")).details["status"], 0);
+    EXPECT_NE(output.str().find("run receiver with 1"), std::string::npos) << output.str();
+    EXPECT_EQ(output.str().find("run itself"), std::string::npos);
 }
 
 TEST_F(RoadTest, WaitThatTakesTooLongFails) {

@@ -13,6 +13,8 @@
 #include <system_error>
 #include <utility>
 
+#include "Tests/Support/RunWith.h"
+
 namespace wpp_test {
 
 namespace {
@@ -38,13 +40,16 @@ bool closeStandardDescriptors() {
     return true;
 }
 
-[[noreturn]] void becomeReceiver(const char* program, const char* directory, const char* outputFile,
-                                 ReceiverProcess::Standard standard) {
+[[noreturn]] void becomeReceiver(const char* runner, const char* program, const char* directory,
+                                 const char* outputFile, ReceiverProcess::Standard standard) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const bool isReady =
         standard == ReceiverProcess::Standard::kClosed ? closeStandardDescriptors() : printInto(outputFile);
     if (isReady && chdir(directory) == 0) {
-        execl(program, program, static_cast<char*>(nullptr));
+        if (*runner == '\0') {
+            execl(program, program, static_cast<char*>(nullptr));
+        }
+        execl(runner, runner, program, static_cast<char*>(nullptr));
     }
     _exit(kExecFailed);
 }
@@ -58,9 +63,10 @@ int statusOf(int waitStatus) {
 ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory, Standard standard)
     : directory(std::move(workingDirectory)), outputFile(directory / "receiver.log") {
     const char* program = std::getenv("WPP_RECEIVER");
+    const std::string runner = runWith();
     process = fork();
     if (process == 0) {
-        becomeReceiver(program, directory.c_str(), outputFile.c_str(), standard);
+        becomeReceiver(runner.c_str(), program, directory.c_str(), outputFile.c_str(), standard);
     }
 }
 
