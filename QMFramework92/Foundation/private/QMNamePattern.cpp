@@ -1,5 +1,6 @@
 #include "Foundation/private/QMNamePattern.h"
 
+#include <cstddef>
 #include <cstring>
 
 namespace {
@@ -8,18 +9,23 @@ bool isContinuation(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-int trailingBytesOf(char lead) {
+std::size_t trailingBytesOf(char lead) {
     const auto byte = static_cast<unsigned char>(lead);
-    return byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 0;
+    if (byte < 0xC2 || byte > 0xF4) {
+        return 0;
+    }
+    return byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : 1;
 }
 
-/// Behind the character at `text`, which is not at its end.
-const char* behindCharacter(const char* text) {
-    int trailing = trailingBytesOf(*text++);
-    while (trailing-- > 0 && isContinuation(*text)) {
-        ++text;
+/// The bytes of the character at `text`, which is not at its end: a whole sequence, or else one byte.
+std::size_t sizeOfCharacter(const char* text) {
+    const std::size_t trailing = trailingBytesOf(*text);
+    for (std::size_t i = 1; i <= trailing; ++i) {
+        if (!isContinuation(text[i])) {
+            return 1;
+        }
     }
-    return text;
+    return trailing + 1;
 }
 
 }  // namespace
@@ -30,18 +36,19 @@ bool qm_MatchesPattern(const char* name, const char* pattern) noexcept {
     const char* behindStar = nullptr;
     const char* runEnd = nullptr;
     while (*name != '\0') {
+        const std::size_t size = sizeOfCharacter(name);
         if (*pattern == '*') {
             behindStar = ++pattern;
             runEnd = name;
         } else if (*pattern == '?') {
             ++pattern;
-            name = behindCharacter(name);
-        } else if (*pattern == *name) {
-            ++pattern;
-            ++name;
+            name += size;
+        } else if (std::strncmp(pattern, name, size) == 0 && sizeOfCharacter(pattern) == size) {
+            pattern += size;
+            name += size;
         } else if (behindStar != nullptr) {
             pattern = behindStar;
-            runEnd = behindCharacter(runEnd);
+            runEnd += sizeOfCharacter(runEnd);
             name = runEnd;
         } else {
             return false;

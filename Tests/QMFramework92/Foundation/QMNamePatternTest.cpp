@@ -75,6 +75,22 @@ TEST(QMNamePattern, AQuestionMarkTakesAWholeCharacter) {
     EXPECT_TRUE(matches("\xE2\x82\xAC", "\xE2\x82\xAC"));
 }
 
+TEST(QMNamePattern, APatternMatchesWholeCharactersOnly) {
+    EXPECT_FALSE(matches("\xC3\xA9", "\xC3*"));
+    EXPECT_FALSE(matches("\xC3\xA9", "*\xA9"));
+    EXPECT_FALSE(matches("\xC3\xA9", "\xC3?"));
+    EXPECT_TRUE(matches("\xC3", "\xC3*"));
+    EXPECT_FALSE(matches("\xC3", "\xC3\xA9"));
+}
+
+TEST(QMNamePattern, EachByteOfABrokenSequenceCountsAsOne) {
+    EXPECT_TRUE(matches("\xE2\x82z", "???"));
+    EXPECT_FALSE(matches("\xE2\x82z", "??"));
+    EXPECT_TRUE(matches("\xFF\x82", "??"));
+    EXPECT_TRUE(matches("\xFF\x82", "\xFF*"));
+    EXPECT_TRUE(matches("\xC0\x80", "??"));
+}
+
 TEST(QMNamePattern, AByteThatIsNoCharacterCountsAsOne) {
     EXPECT_TRUE(matches("\x82", "?"));
     EXPECT_TRUE(matches("a\x82", "a?"));
