@@ -1,6 +1,7 @@
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 
 #include <atomic>
+#include <limits>
 #include <new>
 
 // The linker directs the program's array allocations here (--wrap) and the names with "real" to the runtime's
@@ -23,9 +24,14 @@ void* WPP_NEW_ARRAY_NOTHROW(__wrap_)(std::size_t size, const std::nothrow_t& tag
 namespace {
 
 std::atomic<std::size_t> failingSize{0};
+std::atomic<std::size_t> largestSize{std::numeric_limits<std::size_t>::max()};
 std::atomic<wpp_test::FailingAllocation::Kind> failingKind{wpp_test::FailingAllocation::kBadAlloc};
 
 struct NotAStandardException {};
+
+bool fails(std::size_t size) {
+    return size > largestSize || (size != 0 && size == failingSize);
+}
 
 }  // namespace
 
@@ -40,10 +46,14 @@ FailingAllocation::~FailingAllocation() {
     failingSize = 0;
 }
 
+void limitArrayAllocations(std::size_t largest) {
+    largestSize = largest;
+}
+
 }  // namespace wpp_test
 
 void* WPP_NEW_ARRAY(__wrap_)(std::size_t size) {
-    if (size != 0 && size == failingSize) {
+    if (fails(size)) {
         if (failingKind == wpp_test::FailingAllocation::kOtherException) {
             throw NotAStandardException();
         }
@@ -53,5 +63,5 @@ void* WPP_NEW_ARRAY(__wrap_)(std::size_t size) {
 }
 
 void* WPP_NEW_ARRAY_NOTHROW(__wrap_)(std::size_t size, const std::nothrow_t& tag) {
-    return size != 0 && size == failingSize ? nullptr : WPP_NEW_ARRAY_NOTHROW(__real_)(size, tag);
+    return fails(size) ? nullptr : WPP_NEW_ARRAY_NOTHROW(__real_)(size, tag);
 }

@@ -15,4 +15,7 @@ public:
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
 
+/// Makes array allocations of more than `largest` bytes fail in this process from now on.
+void limitArrayAllocations(std::size_t largest);
+
 }  // namespace wpp_test

@@ -1,0 +1,202 @@
+// The server stream's framing: whatever a peer sends, in any pieces, and however it leaves. Each connection is a
+// stream of bytes of its own; the stream itself is kept from one input to the next.
+//
+// Every frame that is whole and can be held reaches the handler, byte for byte and in order; a length that is 0 or too
+// large costs its four bytes only; what is cut off is logged and dropped; answers reach the peer as frames.
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "Communication/QMLocalSocketServerStream.h"
+#include "Pattern/QMFunctor.h"
+#include "Tests/Fuzz/Support/FuzzCheck.h"
+#include "Tests/Fuzz/Support/FuzzInput.h"
+#include "Tests/Fuzz/Support/LogTally.h"
+#include "Tests/QMFramework92/Communication/FailingAllocation.h"
+#include "Tests/Support/FramedPeer.h"
+#include "Tests/Support/TemporaryDirectory.h"
+
+namespace {
+
+using wpp_test::FramedPeer;
+using wpp_test::FuzzInput;
+
+/// The largest frame that the program finds memory for.
+constexpr std::uint32_t kLargestFrame = 8192;
+
+/// How the handler answers, and how the peer leaves.
+enum Behaviour : unsigned { kAnswers = 1, kBroadcasts = 2, kVanishes = 4 };
+
+/// What the handler must get of a peer's bytes, and what must be logged.
+struct Model {
+    explicit Model(const std::string& bytes) {
+        std::size_t at = 0;
+        while (bytes.size() - at >= sizeof(std::uint32_t)) {
+            std::uint32_t length = 0;
+            std::memcpy(&length, bytes.data() + at, sizeof(length));
+            at += sizeof(length);
+            if (length == 0) {
+                ++empty;
+            } else if (length > kLargestFrame) {
+                ++tooLarge;
+            } else if (bytes.size() - at < length) {
+                ++cutOff;
+                return;
+            } else {
+                frames.push_back(bytes.substr(at, length));
+                at += length;
+            }
+        }
+        cutPrefixes = at < bytes.size() ? 1 : 0;
+    }
+
+    std::vector<std::string> frames;
+    std::size_t empty = 0;
+    std::size_t tooLarge = 0;
+    std::size_t cutOff = 0;
+    std::size_t cutPrefixes = 0;
+};
+
+class Scene {
+public:
+    Scene() {
+        wpp_test::limitArrayAllocations(kLargestFrame);
+        using Connection = QMFunctor<void, Typelist<const int, Typelist<bool, NullType>>>;
+        using Data =
+            QMFunctor<void, Typelist<const int, Typelist<const void* const, Typelist<unsigned, NullType>>>>;
+        const MemFunHandler<Connection, Scene*, void (Scene::*)(int, bool)> connection(this,
+                                                                                       &Scene::onConnection);
+        const MemFunHandler<Data, Scene*, void (Scene::*)(int, const void*, unsigned)> data(this,
+                                                                                            &Scene::onData);
+        FUZZ_CHECK(!stream.Start({nullptr, 0, 1, nullptr, nullptr}, QMLocalSocketServerStream::kReceive));
+        FUZZ_CHECK(
+            stream.Start({path.c_str(), 16, 1, &connection, &data}, QMLocalSocketServerStream::kReceive));
+    }
+
+    void run(FuzzInput& input) {
+        behaviour = input.takeByte();
+        const std::size_t pieceSize = input.takeByte();
+        const std::string bytes = input.takeText(4096);
+        const Model model(bytes);
+        begin();
+        FramedPeer peer = FramedPeer::connectTo(path);
+        FUZZ_CHECK(peer.isConnected());
+        send(peer, bytes, pieceSize == 0 ? bytes.size() : pieceSize);
+        if ((behaviour & kVanishes) != 0) {
+            peer.close();
+            waitForEnd();
+            FUZZ_CHECK(frames.size() <= model.frames.size());
+            FUZZ_CHECK(std::equal(frames.begin(), frames.end(), model.frames.begin()));
+            return;
+        }
+        ::shutdown(peer.socket(), SHUT_WR);
+        const std::string answers = receiveAll(peer);
+        waitForEnd();
+        check(model, answers);
+    }
+
+private:
+    void begin() {
+        wpp_test::forgetLog();
+        const std::lock_guard<std::mutex> guard(mutex);
+        frames.clear();
+        hasBegun = false;
+        hasEnded = false;
+    }
+
+    static void send(FramedPeer& peer, const std::string& bytes, std::size_t pieceSize) {
+        for (std::size_t at = 0; at < bytes.size(); at += pieceSize) {
+            FUZZ_CHECK(peer.sendBytes(bytes.substr(at, pieceSize)));
+        }
+    }
+
+    static std::string receiveAll(const FramedPeer& peer) {
+        std::string all;
+        std::vector<char> piece(4096);
+        for (;;) {
+            const ssize_t count = ::recv(peer.socket(), piece.data(), piece.size(), 0);
+            FUZZ_CHECK(count >= 0);
+            if (count == 0) {
+                return all;
+            }
+            all.append(piece.data(), static_cast<std::size_t>(count));
+        }
+    }
+
+    void waitForEnd() {
+        std::unique_lock<std::mutex> lock(mutex);
+        FUZZ_CHECK(changed.wait_for(lock, wpp_test::kGenerousLimit, [this] { return hasEnded; }));
+    }
+
+    void check(const Model& model, const std::string& answers) {
+        FUZZ_CHECK(frames == model.frames);
+        std::string expected;
+        if ((behaviour & (kAnswers | kBroadcasts)) != 0) {
+            for (const std::string& frame : model.frames) {
+                expected +=
+                    frame.size() + sizeof(std::uint32_t) <= kLargestFrame ? wpp_test::frameOf(frame) : "";
+            }
+        }
+        FUZZ_CHECK(answers == expected);
+        FUZZ_CHECK(wpp_test::logLines("no data::recv size[0]\n") == model.empty);
+        FUZZ_CHECK(wpp_test::logLinesFrom("catch exception. SocketName[") >= model.tooLarge);
+        FUZZ_CHECK(wpp_test::logLines("recv: error\n") == model.cutOff);
+        FUZZ_CHECK(wpp_test::logLines("recv: error for data length\n") == model.cutPrefixes);
+    }
+
+    void onConnection(int fd, bool connected) {
+        const std::lock_guard<std::mutex> guard(mutex);
+        FUZZ_CHECK(hasBegun != connected && !hasEnded);
+        client = connected ? fd : client;
+        FUZZ_CHECK(fd == client);
+        hasBegun = true;
+        hasEnded = !connected;
+        changed.notify_all();
+    }
+
+    void onData(int fd, const void* data, unsigned length) {
+        {
+            const std::lock_guard<std::mutex> guard(mutex);
+            FUZZ_CHECK(hasBegun && !hasEnded && fd == client);
+            frames.emplace_back(static_cast<const char*>(data), length);
+        }
+        const bool fits = length + sizeof(std::uint32_t) <= kLargestFrame;
+        if ((behaviour & kBroadcasts) != 0) {
+            stream.broadcast(data, length);
+            stream.broadcast(nullptr, length);
+        } else if ((behaviour & kAnswers) != 0) {
+            const int sent = stream.send(fd, data, length);
+            FUZZ_CHECK((behaviour & kVanishes) != 0 || sent == static_cast<int>(fits ? length + 4 : 0));
+            FUZZ_CHECK(stream.send(fd, nullptr, length) == 0 && stream.send(-1, data, length) == 0);
+        }
+    }
+
+    const wpp_test::TemporaryDirectory directory;
+    const std::string path = (directory.path() / "socket").string();
+    unsigned behaviour = 0;  // written while no peer is connected
+
+    std::mutex mutex;
+    std::condition_variable changed;
+    // Guarded by mutex.
+    std::vector<std::string> frames;
+    int client = -1;
+    bool hasBegun = false;
+    bool hasEnded = false;
+
+    QMLocalSocketServerStream stream;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static Scene scene;
+    FuzzInput input(data, size);
+    scene.run(input);
+    return 0;
+}

@@ -1,0 +1,30 @@
+// This program's own forms of the calls in which a stream's thread lets time pass. A pause passes at once and no wait
+// is longer than a few milliseconds, so that a target spends its time on frames; waits that end because something is
+// there are as they were.
+
+#include <poll.h>
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace {
+
+constexpr int kLongestWaitMs = 5;
+
+/// A wait without a limit keeps none.
+int shortened(int timeoutMs) {
+    return std::min(timeoutMs, kLongestWaitMs);
+}
+
+}  // namespace
+
+extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
+    timespec limit{};
+    limit.tv_nsec = count == 0 ? 0 : std::max(shortened(timeoutMs), 0) * 1000000L;
+    return ppoll(descriptors, count, timeoutMs < 0 ? nullptr : &limit, nullptr);
+}
+
+extern "C" int epoll_wait(int descriptor, epoll_event* events, int room, int timeoutMs) {
+    return epoll_pwait(descriptor, events, room, shortened(timeoutMs), nullptr);
+}
