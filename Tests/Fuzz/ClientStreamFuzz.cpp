@@ -31,7 +31,10 @@ using wpp_test::FuzzInput;
 
 /// The largest reply that an exchange takes, and the largest frame that the program finds memory for.
 constexpr std::uint32_t kReceiveLimit = 48;
-constexpr std::uint32_t kLargestFrame = 8192;
+constexpr std::uint32_t kLargestFrame = 64;
+
+/// More bytes of one peer bring nothing new, only more frames.
+constexpr std::size_t kLongestStream = 96;
 constexpr std::size_t kPrefix = sizeof(std::uint32_t);
 
 std::uint32_t lengthOf(const std::string& frame) {
@@ -44,7 +47,6 @@ std::uint32_t lengthOf(const std::string& frame) {
 class Link {
 public:
     explicit Link(QMLocalSocketClientStream::Mode streamMode) : mode(streamMode) {
-        wpp_test::limitArrayAllocations(kLargestFrame);
         FUZZ_CHECK(!stream.Start({nullptr, 0, nullptr, nullptr}, mode));
         start();
     }
@@ -277,7 +279,7 @@ private:
 class Receiving {
 public:
     void run(FuzzInput& input) {
-        const std::string bytes = input.takeText(4096);
+        const std::string bytes = input.takeText(kLongestStream);
         wpp_test::forgetLog();
         link.takeFrames();
         const unsigned before = link.losses;
@@ -318,6 +320,7 @@ private:
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Exchanges exchanges;
     static Receiving receiving;
+    const wpp_test::ArrayLimit limit(kLargestFrame);
     FuzzInput input(data, size);
     if (input.takeByte() % 4 != 0) {
         exchanges.run(input);

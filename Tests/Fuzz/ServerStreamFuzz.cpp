@@ -28,7 +28,12 @@ using wpp_test::FramedPeer;
 using wpp_test::FuzzInput;
 
 /// The largest frame that the program finds memory for.
-constexpr std::uint32_t kLargestFrame = 8192;
+constexpr std::uint32_t kLargestFrame = 64;
+
+/// More bytes of one peer bring nothing new, only more frames.
+constexpr std::size_t kLongestStream = 96;
+
+constexpr std::size_t kMostPieces = 8;
 
 /// How the handler answers, and how the peer leaves.
 enum Behaviour : unsigned { kAnswers = 1, kBroadcasts = 2, kVanishes = 4 };
@@ -66,7 +71,6 @@ struct Model {
 class Scene {
 public:
     Scene() {
-        wpp_test::limitArrayAllocations(kLargestFrame);
         using Connection = QMFunctor<void, Typelist<const int, Typelist<bool, NullType>>>;
         using Data =
             QMFunctor<void, Typelist<const int, Typelist<const void* const, Typelist<unsigned, NullType>>>>;
@@ -82,12 +86,12 @@ public:
     void run(FuzzInput& input) {
         behaviour = input.takeByte();
         const std::size_t pieceSize = input.takeByte();
-        const std::string bytes = input.takeText(4096);
+        const std::string bytes = input.takeText(kLongestStream);
         const Model model(bytes);
         begin();
         FramedPeer peer = FramedPeer::connectTo(path);
         FUZZ_CHECK(peer.isConnected());
-        send(peer, bytes, pieceSize == 0 ? bytes.size() : pieceSize);
+        send(peer, bytes, std::max(pieceSize, bytes.size() / kMostPieces + 1));
         if ((behaviour & kVanishes) != 0) {
             peer.close();
             waitForEnd();
@@ -196,6 +200,7 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Scene scene;
+    const wpp_test::ArrayLimit limit(kLargestFrame);
     FuzzInput input(data, size);
     scene.run(input);
     return 0;

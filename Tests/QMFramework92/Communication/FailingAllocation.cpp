@@ -24,7 +24,9 @@ void* WPP_NEW_ARRAY_NOTHROW(__wrap_)(std::size_t size, const std::nothrow_t& tag
 namespace {
 
 std::atomic<std::size_t> failingSize{0};
-std::atomic<std::size_t> largestSize{std::numeric_limits<std::size_t>::max()};
+
+constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+std::atomic<std::size_t> largestSize{kNoLimit};
 std::atomic<wpp_test::FailingAllocation::Kind> failingKind{wpp_test::FailingAllocation::kBadAlloc};
 
 struct NotAStandardException {};
@@ -46,8 +48,12 @@ FailingAllocation::~FailingAllocation() {
     failingSize = 0;
 }
 
-void limitArrayAllocations(std::size_t largest) {
+ArrayLimit::ArrayLimit(std::size_t largest) {
     largestSize = largest;
+}
+
+ArrayLimit::~ArrayLimit() {
+    largestSize = kNoLimit;
 }
 
 }  // namespace wpp_test

@@ -15,7 +15,14 @@ public:
     FailingAllocation& operator=(const FailingAllocation&) = delete;
 };
 
-/// Makes array allocations of more than `largest` bytes fail in this process from now on.
-void limitArrayAllocations(std::size_t largest);
+/// Makes array allocations of more than `largest` bytes fail in this process for the length of a scope. One at a
+/// time.
+class ArrayLimit {
+public:
+    explicit ArrayLimit(std::size_t largest);
+    ~ArrayLimit();
+    ArrayLimit(const ArrayLimit&) = delete;
+    ArrayLimit& operator=(const ArrayLimit&) = delete;
+};
 
 }  // namespace wpp_test

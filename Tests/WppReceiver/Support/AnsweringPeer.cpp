@@ -38,6 +38,11 @@ std::vector<AnsweringPeer::Bytes> AnsweringPeer::frames() {
     return received;
 }
 
+void AnsweringPeer::forgetFrames() {
+    std::lock_guard guard(mutex);
+    received.clear();
+}
+
 std::vector<std::int32_t> AnsweringPeer::ids() {
     std::vector<std::int32_t> result;
     for (const Bytes& frame : frames()) {

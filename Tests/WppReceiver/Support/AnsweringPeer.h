@@ -36,6 +36,9 @@ public:
 
     std::vector<Bytes> frames();
 
+    /// Forgets the frames so far.
+    void forgetFrames();
+
     /// The ids in front of the frames, in order.
     std::vector<std::int32_t> ids();
 

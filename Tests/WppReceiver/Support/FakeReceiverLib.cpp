@@ -27,6 +27,7 @@ void FakeReceiverLib::reset() {
     factoryList.clear();
     wrappedList.clear();
     startsWithoutState = false;
+    startAnswer.reset();
     wrapping = true;
     askingAtTheEnd = false;
     thrownTexts.clear();
@@ -124,6 +125,11 @@ wifi_projection_protocol::TransportInputOutput* FakeReceiverLib::transport(const
     return found == transports.end() ? nullptr : found->second;
 }
 
+void FakeReceiverLib::answerStarts(std::uint32_t result) {
+    std::lock_guard guard(mutex);
+    startAnswer = result;
+}
+
 void FakeReceiverLib::finishStart(std::size_t index, std::uint32_t result) {
     std::lock_guard guard(mutex);
     startResults.at(index).set_value(result);
@@ -211,6 +217,9 @@ std::future<std::uint32_t> WifiProjectionProtocol::StartProjection(
     std::lock_guard guard(fake.mutex);
     fake.startList.push_back({clientId, reason});
     fake.startResults.emplace_back();
+    if (fake.startAnswer) {
+        fake.startResults.back().set_value(*fake.startAnswer);
+    }
     fake.changed.notify_all();
     return fake.startsWithoutState ? std::future<std::uint32_t>() : fake.startResults.back().get_future();
 }

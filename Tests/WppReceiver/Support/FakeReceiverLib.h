@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -79,6 +80,9 @@ public:
     void giveStartsNoSharedState() { startsWithoutState = true; }
     void refuseToWrap() { wrapping = false; }
 
+    /// Gives every start its result at once.
+    void answerStarts(std::uint32_t result);
+
     /// Makes a call throw a std::runtime_error of this text until reset(). A constructor is named like its
     /// class.
     void throwFrom(const std::string& call, const std::string& what);
@@ -111,6 +115,7 @@ private:
     int protocolCount = 0;
     int factoryCount = 0;
     bool startsWithoutState = false;
+    std::optional<std::uint32_t> startAnswer;
     bool wrapping = true;
     bool askingAtTheEnd = false;
     std::map<std::string, std::string> thrownTexts;
