@@ -4,6 +4,8 @@
 // Received data is published once, as the model reads it, and acknowledged even when an observer fails; no other frame
 // is. A transport hands on the bytes of its phone and service and no others; what it sends is framed as it was given.
 
+#include <sys/socket.h>
+
 #include <cstring>
 #include <optional>
 #include <stdexcept>
@@ -20,6 +22,7 @@
 #include "Tests/Fuzz/Support/FuzzInput.h"
 #include "Tests/Fuzz/Support/LogTally.h"
 #include "Tests/Fuzz/Support/MessageModel.h"
+#include "Tests/Support/Deadline.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/TemporaryDirectory.h"
 #include "Tests/WppReceiver/Support/AnsweringPeer.h"
@@ -51,8 +54,7 @@ public:
         FUZZ_CHECK(proxy->openServer() && proxy->openClient());
         transport.emplace(kPhone);
         proxy->AddObserver(&observer);
-        peer = wpp_test::FramedPeer::connectTo("WPP_SOCKET_FROM_BT");
-        FUZZ_CHECK(peer.isConnected());
+        connect();
     }
     ~Scene() {
         proxy->RemoveObserver(&observer);
@@ -65,7 +67,8 @@ public:
 
     void run(FuzzInput& input) {
         wpp_test::forgetLog();
-        observerFails = input.takeByte() % 8 == 7;
+        const unsigned flags = input.takeByte();
+        observerFails = flags % 8 == 7;
         records.clear();
         std::vector<Record> expected;
         std::string replies;
@@ -84,9 +87,26 @@ public:
         if (!expected.empty()) {
             writeTransport(expected.back().bytes);
         }
+        if (flags >= 0xF8) {
+            sendWithoutListening("no message");
+        }
     }
 
 private:
+    void connect() {
+        peer = wpp_test::FramedPeer::connectTo("WPP_SOCKET_FROM_BT");
+        FUZZ_CHECK(peer.isConnected());
+    }
+
+    /// A peer that takes no reply: the frame is handled and the failure logged.
+    void sendWithoutListening(const std::string& frame) {
+        ::shutdown(peer.socket(), SHUT_RD);
+        FUZZ_CHECK(peer.sendFrame(frame));
+        FUZZ_CHECK(wpp_test::waitUntil(
+            [] { return wpp_test::logLinesFrom("*** message processing failed! *** messageId[") > 0; }));
+        connect();
+    }
+
     /// A frame as it is, or one with data of the phone whose transport is open.
     static std::string takeFrame(FuzzInput& input, std::size_t length) {
         if (length % 4 != 3) {

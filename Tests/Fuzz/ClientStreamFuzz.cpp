@@ -46,7 +46,8 @@ std::uint32_t lengthOf(const std::string& frame) {
 /// A stream that is connected to a peer, and the peer.
 class Link {
 public:
-    explicit Link(QMLocalSocketClientStream::Mode streamMode) : mode(streamMode) {
+    explicit Link(QMLocalSocketClientStream::Mode streamMode, bool withHandlers = true)
+        : mode(streamMode), handled(withHandlers) {
         FUZZ_CHECK(!stream.Start({nullptr, 0, nullptr, nullptr}, mode));
         start();
     }
@@ -56,7 +57,9 @@ public:
         using Data = QMFunctor<void, Typelist<const void* const, Typelist<unsigned, NullType>>>;
         const MemFunHandler<Connection, Link*, void (Link::*)(bool)> connection(this, &Link::onConnection);
         const MemFunHandler<Data, Link*, void (Link::*)(const void*, unsigned)> data(this, &Link::onData);
-        FUZZ_CHECK(stream.Start({path.c_str(), static_cast<int>(kReceiveLimit), &connection, &data}, mode));
+        FUZZ_CHECK(stream.Start({path.c_str(), static_cast<int>(kReceiveLimit),
+                                 handled ? &connection : nullptr, handled ? &data : nullptr},
+                                mode));
         accept();
     }
 
@@ -67,7 +70,7 @@ public:
             peer = listener.accept();
             return peer.isConnected();
         }));
-        waitFor([this] { return isConnected; });
+        waitFor([this] { return isConnected || !handled; });
     }
 
     void restart() {
@@ -109,6 +112,7 @@ private:
     }
 
     const QMLocalSocketClientStream::Mode mode;
+    const bool handled;
     const wpp_test::TemporaryDirectory directory;
     const std::string path = (directory.path() / "socket").string();
     FramedListener listener{path};
@@ -166,8 +170,10 @@ private:
             FUZZ_CHECK(link.stream.communicate("a", 1, reply, nullptr, -1) == 0);
             requests += wpp_test::frameOf("a");
             FUZZ_CHECK(link.losses == before + 1 && wpp_test::logLines("recv: no data\n") == 1);
+            void* buffer = nullptr;
             FUZZ_CHECK(link.stream.communicate("a", 1, reply, nullptr, -1) == 0);
-            FUZZ_CHECK(link.stream.send("a", 1) == 0 && wpp_test::logLines("Not connected\n") == 1);
+            FUZZ_CHECK(link.stream.communicateWithCreateBuff("a", 1, &buffer, nullptr, -1) == 0);
+            FUZZ_CHECK(link.stream.send("a", 1) == 0 && wpp_test::logLines("Not connected\n") == 2);
         }
     }
 
@@ -185,7 +191,8 @@ private:
     }
 
     void tell(const std::string& request) {
-        FUZZ_CHECK(link.stream.send(request.data(), static_cast<unsigned>(request.size())) ==
+        const char* bytes = request.empty() ? nullptr : request.data();
+        FUZZ_CHECK(link.stream.send(bytes, static_cast<unsigned>(request.size())) ==
                    static_cast<int>(request.size() + kPrefix));
         requests += wpp_test::frameOf(request);
     }
@@ -315,17 +322,37 @@ private:
     Link link{QMLocalSocketClientStream::kAsynchronous};
 };
 
+/// The same without handlers: what comes is dropped, and the stream connects again all the same.
+class Dropping {
+public:
+    void run(FuzzInput& input) {
+        FUZZ_CHECK(link.peer.sendBytes(input.takeText(kLongestStream)));
+        link.peer.close();
+        link.accept();
+    }
+
+private:
+    Link link{QMLocalSocketClientStream::kAsynchronous, false};
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Exchanges exchanges;
     static Receiving receiving;
+    static Dropping dropping;
     const wpp_test::ArrayLimit limit(kLargestFrame);
     FuzzInput input(data, size);
-    if (input.takeByte() % 4 != 0) {
-        exchanges.run(input);
-    } else {
-        receiving.run(input);
+    switch (input.takeByte() % 8) {
+        case 0:
+            receiving.run(input);
+            break;
+        case 1:
+            dropping.run(input);
+            break;
+        default:
+            exchanges.run(input);
+            break;
     }
     return 0;
 }

@@ -5,6 +5,8 @@
 // Every frame is answered as the command list says, and the library has been given exactly what the frames said; the
 // TLS texts that the controller sends back come out as the model reads them.
 
+#include <sys/socket.h>
+
 #include <algorithm>
 #include <cstring>
 #include <mutex>
@@ -21,6 +23,7 @@
 #include "Tests/Fuzz/Support/FuzzInput.h"
 #include "Tests/Fuzz/Support/LogTally.h"
 #include "Tests/Fuzz/Support/MessageModel.h"
+#include "Tests/Support/Deadline.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/OwnNetwork.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -43,7 +46,13 @@ constexpr const char* kNoHost = "0.0.0.0";
 constexpr std::uint32_t kNoWifiInfo4 = 40;
 
 /// What the library does wrong in a session.
-enum Trouble : unsigned { kNoProtocol = 1, kNoConnection = 2, kNoDisconnection = 4, kStartsFail = 8 };
+enum Trouble : unsigned {
+    kNoProtocol = 1,
+    kNoConnection = 2,
+    kNoDisconnection = 4,
+    kStartsFail = 8,
+    kNobodyListens = 0xE0
+};
 
 ArchiveModel bodyOf(const std::string& frame) {
     ArchiveModel model(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size());
@@ -182,8 +191,7 @@ public:
         directory.enter();
         controller.emplace("WPP_SOCKET_FROM_WPP", [this](const std::string&) { return answer(); });
         FUZZ_CHECK(service.openServer() && service.openClient());
-        peer = wpp_test::FramedPeer::connectTo("WPP_SOCKET_TO_WPP");
-        FUZZ_CHECK(peer.isConnected());
+        connect();
     }
 
     void run(FuzzInput& input) {
@@ -205,12 +213,32 @@ public:
         checkKeptValues(model);
         checkTlsTexts(input);
         expected.clear();
+        if ((troubles & kNobodyListens) == kNobodyListens) {
+            const std::string frame =
+                header(model.isStarted ? RfcommConnectedSerializer::kMessageId : kNoCommand);
+            sendWithoutListening(frame);
+            model.take(frame);
+        }
         send(model, header(kStopWifiProjectionProtocolMessageId), expected);
         receive(expected);
         checkCalls(model);
     }
 
 private:
+    void connect() {
+        peer = wpp_test::FramedPeer::connectTo("WPP_SOCKET_TO_WPP");
+        FUZZ_CHECK(peer.isConnected());
+    }
+
+    /// A peer that takes no reply: the frame is handled and the failure logged.
+    void sendWithoutListening(const std::string& frame) {
+        ::shutdown(peer.socket(), SHUT_RD);
+        FUZZ_CHECK(peer.sendFrame(frame));
+        FUZZ_CHECK(wpp_test::waitUntil(
+            [] { return wpp_test::logLinesFrom("*** message processing failed! *** messageId[") > 0; }));
+        connect();
+    }
+
     void prepare(unsigned troubles) {
         wpp_test::forgetLog();
         controller->forgetFrames();

@@ -43,6 +43,7 @@ struct Model {
 template <class Message>
 void checkMessage(const std::string& payload) {
     Message message;
+    FUZZ_CHECK(phone_protocol::encodeMessage(message).empty());
     if (!message.ParseFromString(payload)) {
         return;
     }

@@ -164,6 +164,7 @@ public:
             if (input.isEmpty()) {
                 return -1;
             }
+            FUZZ_CHECK(reading().deadline() != Supervised::Clock::time_point());
             const unsigned choice = input.takeByte();
             switch (choice % 8) {
                 case 0:
@@ -178,6 +179,9 @@ public:
                     break;
                 case 4:
                     drop(choice);
+                    break;
+                case 5:
+                    takeAway(choice);
                     break;
                 default:
                     return deliver(choice, destination, length);
@@ -195,6 +199,7 @@ private:
             bytes.insert(bytes.begin(), {0, 0, 0, static_cast<std::uint8_t>(bytes.size())});
         }
         if (choice >= 0xE0) {
+            // Texts above their limits are longer than an input should be.
             bytes.resize(kReadSize, bytes.empty() ? std::uint8_t{0} : bytes.back());
         }
         FUZZ_CHECK(bytes.size() <= length);
@@ -203,7 +208,7 @@ private:
     }
 
     void runNextLink() {
-        if (conversations.size() == kMostLinks) {
+        if (conversations.size() == kMostLinks || isTakenAway) {
             return;
         }
         const auto number = static_cast<unsigned>(conversations.size());
@@ -220,7 +225,10 @@ private:
         if (replaced) {
             replaced->drop();
         }
+        links.push_back(conversation.get());
         added ? conversation->run() : conversation->abandon();
+        links.pop_back();
+        isTakenAway = false;
         FUZZ_CHECK(conversation->deadline() == Supervised::kNoDeadline);
         FUZZ_CHECK(conversation->type() == type && conversation->name() == name);
     }
@@ -233,6 +241,19 @@ private:
         const std::string& clientId = headUnit.clientIds[(choice / 8) % headUnit.clientIds.size()];
         if (const ClientRegistry::Link link = registry.tcpLinkOf(clientId)) {
             starts.push_back(link->startProjection(wifi_discovery::StartRequestReason{choice}));
+        }
+    }
+
+    Conversation& reading() { return *links.back(); }
+
+    /// The receiver has disconnected the link that is being read, which is about to be dropped; or the whole library
+    /// is about to end. No further link is run in its midst: one of the same client would wait for its loss.
+    void takeAway(unsigned choice) {
+        if (choice >= 128) {
+            questions.stop();
+        } else {
+            registry.take(reading().name());
+            isTakenAway = true;
         }
     }
 
@@ -279,6 +300,8 @@ private:
     QuestionQueue questions;
     std::vector<Traffic> traffics{kMostLinks};
     std::vector<std::shared_ptr<Conversation>> conversations;
+    std::vector<Conversation*> links;  // those being read, the innermost last
+    bool isTakenAway = false;
     std::vector<std::future<std::uint32_t>> starts;
     unsigned answersHeard = 0;
 };

@@ -36,7 +36,7 @@ constexpr std::size_t kLongestStream = 96;
 constexpr std::size_t kMostPieces = 8;
 
 /// How the handler answers, and how the peer leaves.
-enum Behaviour : unsigned { kAnswers = 1, kBroadcasts = 2, kVanishes = 4 };
+enum Behaviour : unsigned { kAnswers = 1, kBroadcasts = 2, kVanishes = 4, kFindsNoHandlers = 24 };
 
 /// What the handler must get of a peer's bytes, and what must be logged.
 struct Model {
@@ -81,12 +81,21 @@ public:
         FUZZ_CHECK(!stream.Start({nullptr, 0, 1, nullptr, nullptr}, QMLocalSocketServerStream::kReceive));
         FUZZ_CHECK(
             stream.Start({path.c_str(), 16, 1, &connection, &data}, QMLocalSocketServerStream::kReceive));
+        FUZZ_CHECK(FramedPeer::connectTo(path).isConnected());
+        waitForEnd();
+        FUZZ_CHECK(secondStream.Start({path.c_str(), 16, 1, &connection, &data},
+                                      QMLocalSocketServerStream::kReceive));
+        FUZZ_CHECK(deafStream.Start({deafPath.c_str(), 16, 1, nullptr, nullptr},
+                                    QMLocalSocketServerStream::kReceive));
     }
 
     void run(FuzzInput& input) {
         behaviour = input.takeByte();
         const std::size_t pieceSize = input.takeByte();
         const std::string bytes = input.takeText(kLongestStream);
+        if ((behaviour & kFindsNoHandlers) == kFindsNoHandlers) {
+            return runWithoutHandlers(bytes);
+        }
         const Model model(bytes);
         begin();
         FramedPeer peer = FramedPeer::connectTo(path);
@@ -106,6 +115,14 @@ public:
     }
 
 private:
+    /// What comes is dropped, and the peer is let go when it leaves.
+    void runWithoutHandlers(const std::string& bytes) {
+        FramedPeer peer = FramedPeer::connectTo(deafPath);
+        FUZZ_CHECK(peer.isConnected() && peer.sendBytes(bytes));
+        ::shutdown(peer.socket(), SHUT_WR);
+        FUZZ_CHECK(receiveAll(peer).empty());
+    }
+
     void begin() {
         wpp_test::forgetLog();
         const std::lock_guard<std::mutex> guard(mutex);
@@ -183,6 +200,7 @@ private:
 
     const wpp_test::TemporaryDirectory directory;
     const std::string path = (directory.path() / "socket").string();
+    const std::string deafPath = (directory.path() / "deaf").string();
     unsigned behaviour = 0;  // written while no peer is connected
 
     std::mutex mutex;
@@ -194,6 +212,8 @@ private:
     bool hasEnded = false;
 
     QMLocalSocketServerStream stream;
+    QMLocalSocketServerStream deafStream;
+    QMLocalSocketServerStream secondStream;  // of a name that is taken; it must disturb nobody
 };
 
 }  // namespace

@@ -55,7 +55,7 @@ public:
             case 3:
                 return assignNull(one, input);
             case 4:
-                return askNarrow(one, input.takeByte() % 64);
+                return askNarrow(one, takePage(input));
             case 5:
                 return askWide(one);
             case 6:
@@ -95,15 +95,24 @@ private:
         const std::string text = input.takeText(input.takeByte() % 24);
         return text.c_str();
     }
+    /// Any page, and the one that most texts have as often as all others.
+    static unsigned takePage(FuzzInput& input) {
+        const unsigned choice = input.takeByte();
+        return choice % 2 == 0 ? unsigned{QM_CODE_PAGE_UTF8} : choice / 4;
+    }
     static std::wstring takeWide(FuzzInput& input) {
         const std::string text = takeText(input);
         return std::wstring(text.begin(), text.end());
     }
 
     static void assignNarrow(Subject& one, FuzzInput& input) {
-        const unsigned page = input.takeByte() % 64;
+        const unsigned page = takePage(input);
         const std::string text = takeText(input);
-        one.string = QMString(text.c_str(), page);
+        if (page == QM_CODE_PAGE_UTF8) {
+            one.string = text.c_str();
+        } else {
+            one.string = QMString(text.c_str(), page);
+        }
         one.model = {page == QM_CODE_PAGE_UTF8 ? Form::kUtf8 : Form::kNarrow, page, unitsOf(text.c_str())};
     }
 
@@ -122,6 +131,9 @@ private:
         text.push_back(0);
         const bool copied = one.string.Copy(text.data(), page);
         FUZZ_CHECK(copied == (page == QM_CODE_PAGE_16BIT_A || page == QM_CODE_PAGE_16BIT_B));
+        const QMString made(text.data(), page);
+        FUZZ_CHECK(made.CodePage() == (copied ? page : unsigned{QM_CODE_PAGE_UTF8}));
+        FUZZ_CHECK(made.Length() == (copied ? unitsOf(text.data()).size() : 0));
         if (copied) {
             one.model = {Form::kUnits, page, unitsOf(text.data())};
         }
