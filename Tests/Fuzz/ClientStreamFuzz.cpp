@@ -5,12 +5,14 @@
 // that was announced. A receiving stream hands on each whole frame, and connects again when the peer has left.
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -67,10 +69,20 @@ public:
     void accept() {
         // One wait is shorter here than it asks to be.
         FUZZ_CHECK(wpp_test::waitUntil([this] {
-            peer = listener.accept();
+            peer = listener->accept();
             return peer.isConnected();
         }));
         waitFor([this] { return isConnected || !handled; });
+    }
+
+    /// Nobody listens until the stream has noticed that it is alone.
+    void acceptLate() {
+        listener.reset();
+        peer.close();
+        FUZZ_CHECK(wpp_test::waitUntil([this] { return stream.send("a", 1) == 0; }));
+        FUZZ_CHECK(::unlink(path.c_str()) == 0);
+        listener.emplace(path);
+        accept();
     }
 
     void restart() {
@@ -115,7 +127,7 @@ private:
     const bool handled;
     const wpp_test::TemporaryDirectory directory;
     const std::string path = (directory.path() / "socket").string();
-    FramedListener listener{path};
+    std::optional<FramedListener> listener{path};
 
 public:
     QMLocalSocketClientStream stream;  // goes first: it calls back
@@ -235,15 +247,17 @@ private:
         // Memory of exactly the announced size, so that one byte too many is noticed.
         const auto reply = std::make_unique<std::uint8_t[]>(kReceiveLimit);
         unsigned replyLength = 7;
+        unsigned* const whereTo = request.empty() ? nullptr : &replyLength;
         const int sent = link.stream.communicate(request.data(), static_cast<unsigned>(request.size()),
-                                                 reply.get(), &replyLength, 0);
+                                                 reply.get(), whereTo, 0);
         requests += wpp_test::frameOf(request);
         FUZZ_CHECK(sent == static_cast<int>(isWhole ? request.size() + kPrefix : 0));
         FUZZ_CHECK(wpp_test::logLines("poll: timeout\n") == (anything ? 0U : 1U));
         FUZZ_CHECK(wpp_test::logLines("recv: large data\n") == (length > kReceiveLimit ? 1U : 0U));
         FUZZ_CHECK(isWhole == (wpp_test::logLines() == 0));
         if (isWhole) {
-            FUZZ_CHECK(replyLength == length && std::memcmp(reply.get(), expected.data(), length) == 0);
+            FUZZ_CHECK(replyLength == (whereTo == nullptr ? 7 : length));
+            FUZZ_CHECK(std::memcmp(reply.get(), expected.data(), length) == 0);
         }
     }
 
@@ -326,7 +340,11 @@ private:
 class Dropping {
 public:
     void run(FuzzInput& input) {
+        const bool isLate = input.takeByte() == 0xFF;
         FUZZ_CHECK(link.peer.sendBytes(input.takeText(kLongestStream)));
+        if (isLate) {
+            return link.acceptLate();
+        }
         link.peer.close();
         link.accept();
     }

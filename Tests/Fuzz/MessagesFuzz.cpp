@@ -49,6 +49,17 @@ void checkClass(const Bytes& bytes) {
     FUZZ_CHECK(second.messageId == first.messageId);
 }
 
+/// More bytes than a message can hold are announced and left out.
+void checkTooManyBytes() {
+    constexpr std::uint32_t kTooMany = 0x80000000U;
+    const std::uint8_t byte = 1;
+    SendSppDataSerializer message(1, "uuid", &byte, kTooMany);
+    const Bytes encoded = encode(message);
+    SendSppDataSerializer again;
+    decode(again, encoded);
+    FUZZ_CHECK(again.uuid == "uuid" && again.dataLength == 0 && again.archive.getRemaining() == 0);
+}
+
 using Check = void (*)(const Bytes& bytes);
 
 constexpr Check kChecks[] = {
@@ -84,5 +95,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     wpp_test::forgetLog();
     const Check check = kChecks[input.takeByte() % std::size(kChecks)];
     check(input.takeRest());
+    checkTooManyBytes();
     return 0;
 }

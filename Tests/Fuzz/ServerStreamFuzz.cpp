@@ -5,6 +5,7 @@
 // large costs its four bytes only; what is cut off is logged and dropped; answers reach the peer as frames.
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
@@ -36,7 +37,13 @@ constexpr std::size_t kLongestStream = 96;
 constexpr std::size_t kMostPieces = 8;
 
 /// How the handler answers, and how the peer leaves.
-enum Behaviour : unsigned { kAnswers = 1, kBroadcasts = 2, kVanishes = 4, kFindsNoHandlers = 24 };
+enum Behaviour : unsigned {
+    kAnswers = 1,
+    kBroadcasts = 2,
+    kVanishes = 4,
+    kFindsNoHandlers = 24,
+    kIsNotRead = 0xF8
+};
 
 /// What the handler must get of a peer's bytes, and what must be logged.
 struct Model {
@@ -93,6 +100,9 @@ public:
         behaviour = input.takeByte();
         const std::size_t pieceSize = input.takeByte();
         const std::string bytes = input.takeText(kLongestStream);
+        if ((behaviour & kIsNotRead) == kIsNotRead) {
+            return runUnread(bytes);
+        }
         if ((behaviour & kFindsNoHandlers) == kFindsNoHandlers) {
             return runWithoutHandlers(bytes);
         }
@@ -121,6 +131,22 @@ private:
         FUZZ_CHECK(peer.isConnected() && peer.sendBytes(bytes));
         ::shutdown(peer.socket(), SHUT_WR);
         FUZZ_CHECK(receiveAll(peer).empty());
+    }
+
+    /// A stream that only accepts: it reads nothing of its peer, who hears of it all the same.
+    void runUnread(const std::string& bytes) {
+        QMLocalSocketServerStream accepting;
+        FUZZ_CHECK(accepting.Start({unreadPath.c_str(), 16, 1, nullptr, nullptr},
+                                   QMLocalSocketServerStream::kAcceptOnly));
+        FramedPeer peer = FramedPeer::connectTo(unreadPath);
+        FUZZ_CHECK(peer.isConnected() && peer.sendBytes(bytes));
+        char heard = 0;
+        FUZZ_CHECK(wpp_test::waitUntil([&] {
+            accepting.broadcast("a", 1);
+            return ::recv(peer.socket(), &heard, 1, MSG_DONTWAIT) == 1;
+        }));
+        accepting.Stop();
+        FUZZ_CHECK(::unlink(unreadPath.c_str()) == 0);
     }
 
     void begin() {
@@ -200,6 +226,7 @@ private:
 
     const wpp_test::TemporaryDirectory directory;
     const std::string path = (directory.path() / "socket").string();
+    const std::string unreadPath = (directory.path() / "unread").string();
     const std::string deafPath = (directory.path() / "deaf").string();
     unsigned behaviour = 0;  // written while no peer is connected
 

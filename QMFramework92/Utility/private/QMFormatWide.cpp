@@ -73,13 +73,13 @@ void putString(BoundedText& out, const Field& field, const wchar_t* text) {
     out.put(shown, shown + length);
 }
 
-/// `begin` to `end` are the ASCII characters of a number, a sign in front or none.
+/// `begin` to `end` are the ASCII characters of a number, at least one, a sign in front or none.
 void putNumber(BoundedText& out, const Field& field, const char* begin, const char* end) {
     const auto length = static_cast<std::size_t>(end - begin);
     if (!field.zeroPadded) {
         putPadding(out, field, length, L' ');
     }
-    if (begin != end && *begin == '-') {
+    if (*begin == '-') {
         out.put(L'-');
         ++begin;
     }
