@@ -21,6 +21,7 @@
 #include "Tests/Fuzz/Support/FuzzCheck.h"
 #include "Tests/Fuzz/Support/FuzzInput.h"
 #include "Tests/Fuzz/Support/LogTally.h"
+#include "Tests/Fuzz/Support/QuickWaits.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -75,11 +76,12 @@ public:
         waitFor([this] { return isConnected || !handled; });
     }
 
-    /// Nobody listens until the stream has noticed that it is alone.
+    /// Nobody listens until the stream has tried in vain: it pauses ahead of the first attempt and after each.
     void acceptLate() {
+        const std::size_t enough = wpp_test::pauses() + 3;
         listener.reset();
         peer.close();
-        FUZZ_CHECK(wpp_test::waitUntil([this] { return stream.send("a", 1) == 0; }));
+        FUZZ_CHECK(wpp_test::waitUntil([enough] { return wpp_test::pauses() >= enough; }));
         FUZZ_CHECK(::unlink(path.c_str()) == 0);
         listener.emplace(path);
         accept();

@@ -2,15 +2,19 @@
 // is longer than a few milliseconds, so that a target spends its time on frames; waits that end because something is
 // there are as they were.
 
+#include "Tests/Fuzz/Support/QuickWaits.h"
+
 #include <poll.h>
 #include <sys/epoll.h>
 
 #include <algorithm>
+#include <atomic>
 #include <ctime>
 
 namespace {
 
 constexpr int kLongestWaitMs = 5;
+std::atomic<std::size_t> pauseCount{0};
 
 /// A wait without a limit keeps none.
 int shortened(int timeoutMs) {
@@ -19,7 +23,12 @@ int shortened(int timeoutMs) {
 
 }  // namespace
 
+std::size_t wpp_test::pauses() {
+    return pauseCount;
+}
+
 extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
+    pauseCount += count == 0 ? 1 : 0;
     timespec limit{};
     limit.tv_nsec = count == 0 ? 0 : std::max(shortened(timeoutMs), 0) * 1000000L;
     return ppoll(descriptors, count, timeoutMs < 0 ? nullptr : &limit, nullptr);
