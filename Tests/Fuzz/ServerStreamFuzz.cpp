@@ -19,6 +19,7 @@
 #include "Tests/Fuzz/Support/FuzzCheck.h"
 #include "Tests/Fuzz/Support/FuzzInput.h"
 #include "Tests/Fuzz/Support/LogTally.h"
+#include "Tests/Fuzz/Support/QuickWaits.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -41,6 +42,7 @@ enum Behaviour : unsigned {
     kAnswers = 1,
     kBroadcasts = 2,
     kVanishes = 4,
+    kWaitsInVain = 32,
     kFindsNoHandlers = 24,
     kIsNotRead = 0xF8
 };
@@ -89,7 +91,7 @@ public:
         FUZZ_CHECK(
             stream.Start({path.c_str(), 16, 1, &connection, &data}, QMLocalSocketServerStream::kReceive));
         FUZZ_CHECK(FramedPeer::connectTo(path).isConnected());
-        waitForEnd();
+        waitFor(hasEnded);
         FUZZ_CHECK(secondStream.Start({path.c_str(), 16, 1, &connection, &data},
                                       QMLocalSocketServerStream::kReceive));
         FUZZ_CHECK(deafStream.Start({deafPath.c_str(), 16, 1, nullptr, nullptr},
@@ -108,8 +110,17 @@ public:
         }
         const Model model(bytes);
         begin();
+        const bool waitsInVain = (behaviour & kWaitsInVain) != 0;
+        if (waitsInVain) {
+            wpp_test::spoilNextEpollWait();
+            wpp_test::spoilNextPoll();
+        }
         FramedPeer peer = FramedPeer::connectTo(path);
         FUZZ_CHECK(peer.isConnected());
+        if (waitsInVain) {
+            waitFor(hasBegun);
+            wpp_test::spoilNextPoll();
+        }
         if ((behaviour & kVanishes) != 0) {
             // No answer finds its way from now on.
             ::shutdown(peer.socket(), SHUT_RD);
@@ -117,13 +128,13 @@ public:
         send(peer, bytes, std::max(pieceSize, bytes.size() / kMostPieces + 1));
         if ((behaviour & kVanishes) != 0) {
             peer.close();
-            waitForEnd();
+            waitFor(hasEnded);
             FUZZ_CHECK(frames == model.frames);
             return;
         }
         ::shutdown(peer.socket(), SHUT_WR);
         const std::string answers = receiveAll(peer);
-        waitForEnd();
+        waitFor(hasEnded);
         check(model, answers);
     }
 
@@ -179,9 +190,9 @@ private:
         }
     }
 
-    void waitForEnd() {
+    void waitFor(const bool& state) {
         std::unique_lock<std::mutex> lock(mutex);
-        FUZZ_CHECK(changed.wait_for(lock, wpp_test::kGenerousLimit, [this] { return hasEnded; }));
+        FUZZ_CHECK(changed.wait_for(lock, wpp_test::kGenerousLimit, [&state] { return state; }));
     }
 
     void check(const Model& model, const std::string& answers) {

@@ -9,12 +9,15 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <ctime>
 
 namespace {
 
 constexpr int kLongestWaitMs = 5;
 std::atomic<std::size_t> pauseCount{0};
+std::atomic<bool> epollWaitIsSpoilt{false};
+std::atomic<bool> pollIsSpoilt{false};
 
 /// A wait without a limit keeps none.
 int shortened(int timeoutMs) {
@@ -27,13 +30,28 @@ std::size_t wpp_test::pauses() {
     return pauseCount;
 }
 
+void wpp_test::spoilNextEpollWait() {
+    epollWaitIsSpoilt = true;
+}
+
+void wpp_test::spoilNextPoll() {
+    pollIsSpoilt = true;
+}
+
 extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
     pauseCount += count == 0 ? 1 : 0;
+    if (count > 0 && pollIsSpoilt.exchange(false)) {
+        return 0;
+    }
     timespec limit{};
     limit.tv_nsec = count == 0 ? 0 : std::max(shortened(timeoutMs), 0) * 1000000L;
     return ppoll(descriptors, count, timeoutMs < 0 ? nullptr : &limit, nullptr);
 }
 
 extern "C" int epoll_wait(int descriptor, epoll_event* events, int room, int timeoutMs) {
+    if (epollWaitIsSpoilt.exchange(false)) {
+        errno = EINTR;
+        return -1;
+    }
     return epoll_pwait(descriptor, events, room, shortened(timeoutMs), nullptr);
 }

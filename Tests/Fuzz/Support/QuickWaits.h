@@ -7,4 +7,8 @@ namespace wpp_test {
 /// How often this program has let time pass without waiting for anything.
 std::size_t pauses();
 
+/// Makes the next epoll_wait of this program fail, and the next poll that waits for something find nothing.
+void spoilNextEpollWait();
+void spoilNextPoll();
+
 }  // namespace wpp_test
