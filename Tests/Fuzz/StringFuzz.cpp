@@ -236,9 +236,6 @@ private:
         }
         Model sum = one;
         sum.text.insert(behind ? sum.text.end() : sum.text.begin(), other.text.begin(), other.text.end());
-        if (sum.text.size() > kLongest) {
-            sum.text.clear();
-        }
         return sum;
     }
 
@@ -267,22 +264,11 @@ private:
 
     static void sumOperators(const Subject& one, const Subject& other, FuzzInput& input) {
         const std::string text = takeText(input);
-        const Subject sum{one.string + other.string, joinedAtFullLength(one.model, other.model)};
+        const Subject sum{one.string + other.string, joined(one.model, other.model, true)};
         checkText(sum);
         const Model addend{Form::kUtf8, QM_CODE_PAGE_UTF8, unitsOf(text.c_str())};
-        checkText({one.string + text.c_str(), joinedAtFullLength(one.model, addend)});
+        checkText({one.string + text.c_str(), joined(one.model, addend, true)});
         checkText({one.string + takeWide(input).c_str(), one.model});
-    }
-
-    static Model joinedAtFullLength(const Model& one, const Model& other) {
-        Model sum = one;
-        if (canJoin(one, other) && one.form == Form::kNone) {
-            return other;
-        }
-        if (canJoin(one, other)) {
-            sum.text.insert(sum.text.end(), other.text.begin(), other.text.end());
-        }
-        return sum;
     }
 
     static void restore(Subject& one, FuzzInput& input) {
@@ -349,7 +335,9 @@ private:
     /// Joining doubles a text; after a few dozen times it would fill the memory.
     static void keepShort(Subject& one) {
         if (one.string.NarrowText() != nullptr && one.string.NarrowText()->size() > kLongest) {
-            one.string.Restore(one.model.page, std::string());
+            const unsigned page = one.model.page;
+            one.string.Restore(page, std::string());
+            one.model = {page == QM_CODE_PAGE_UTF8 ? Form::kUtf8 : Form::kNarrow, page, {}};
         }
     }
 
