@@ -21,9 +21,11 @@
 /// connects again.
 ///
 /// Any thread may call send, communicate and communicateWithCreateBuff; the send lock lets them take turns,
-/// so a reply is read by the thread that asked. One that the peer causes by accepting finds the connection made. The connection handler runs with the send lock held, the data
-/// handler without a lock. Start and Stop may come from any thread but the stream's own. A peer that stalls
-/// or owes a reply delays Stop by at most about two seconds; the exchange then fails.
+/// so a reply is read by the thread that asked. One that the peer causes by accepting finds the connection
+/// made. The connection handler runs with the send lock held, the data handler without a lock. Start and Stop
+/// may come from any thread but the stream's own. An exchange that is under way when Stop comes has 300 ms to
+/// end; then a peer that stalls or owes a reply is cut off, and the exchange fails. So no peer keeps Stop for
+/// 500 ms.
 ///
 /// Locks, outer first: state lock (Start, Stop), send lock, configuration lock. Nothing here raises SIGPIPE.
 class QMLocalSocketClientStream : private QMLocalSocketStream {

@@ -19,8 +19,9 @@
 /// bound leaves a running thread that accepts nothing. More peers than `maxClients` are served all the same.
 ///
 /// Any thread may call send and broadcast; Start and Stop may come from any thread but the stream's own.
-/// Stop waits for a running handler. A peer that stalls in the middle of a frame, or does not read what it is
-/// sent, delays Stop by at most about a second; it is then cut off.
+/// Stop waits for a running handler, whose sends still go out. A frame that is under way has 300 ms to arrive;
+/// then a peer that stalls in the middle of one, or does not read what it is sent, is cut off. So no peer
+/// keeps Stop for 500 ms.
 ///
 /// Locks, outer first: state lock (Start, Stop), client lock (sending and the bookkeeping of connections),
 /// configuration lock. Peers may vanish at any time; nothing here raises SIGPIPE.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -46,8 +47,10 @@ class QMLocalSocketStream : private QMUncopyable {
 protected:
     enum State : int { kStopped = 0, kStarting = 1, kRunning = 2 };
 
-    /// How long a Stop lets a thread or an exchange end by itself before it cuts off the peers.
-    static constexpr std::uint32_t kStopGraceMs = 1000;
+    /// How long a Stop lets a frame or an exchange that is under way come to its end before it cuts off the
+    /// peer. Well above the 100 ms after which an idle thread sees the Stop, and well below the 500 ms within
+    /// which Stop returns whatever a peer does.
+    static constexpr std::chrono::milliseconds kStopGrace{300};
 
     QMLocalSocketStream() = default;
     ~QMLocalSocketStream() = default;
@@ -67,7 +70,8 @@ protected:
     void enterRunning();
     /// The thread has ended, or was never begun.
     void markEnded();
-    /// Orders the thread to end and frees it from a peer that keeps it blocked. The caller joins it.
+    /// Orders the thread to end, frees it from a peer that keeps it blocked, and returns when it has ended. A
+    /// handler that runs is waited for, and what it sends still goes out. The caller joins the thread.
     void requestStop();
 
     /// @return null, logged with an assertion report, when the bytes are not to be had; frames longer than a
@@ -84,6 +88,8 @@ protected:
     QMOpenSockets sockets;
 
 private:
+    bool hasEndedWithin(std::chrono::milliseconds limit);
+
     QMEvent ended;
     // Out of descriptors the event cannot be emptied, so a signal of an earlier thread may be left in it; this
     // tells which thread has ended.

@@ -28,6 +28,10 @@ public:
     /// Ends both directions of every socket, so that whoever blocks on one returns. They stay open and owned.
     void shutdownAll();
 
+    /// Frees whoever blocks on a socket and leaves the rest as it is: a blocked read ends after what has
+    /// arrived, a blocked send ends, and a peer that reads still gets what is sent to it.
+    void releaseBlocked();
+
 private:
     QMSync lock;
     std::map<int, QMDescriptor> sockets QM_GUARDED_BY(lock);

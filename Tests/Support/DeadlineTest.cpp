@@ -33,4 +33,17 @@ TEST(WaitUntil, GivesUpAtItsLimit) {
     EXPECT_LT(stopwatch.elapsed(), wpp_test::kGenerousLimit);
 }
 
+TEST(ShortestOf, MeasuresOnceWhenTheFirstTimeIsBelowTheLimit) {
+    int measured = 0;
+    EXPECT_EQ(wpp_test::shortestOf(milliseconds(10), [&] { return milliseconds(++measured); }),
+              milliseconds(1));
+    EXPECT_EQ(measured, 1);
+}
+
+TEST(ShortestOf, GivesTheShortestOfFiveThatAllLieAbove) {
+    int measured = 0;
+    EXPECT_EQ(wpp_test::shortestOf(milliseconds(10), [&] { return milliseconds(20 - ++measured); }),
+              milliseconds(15));
+}
+
 }  // namespace

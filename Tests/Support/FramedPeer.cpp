@@ -1,6 +1,7 @@
 #include "Tests/Support/FramedPeer.h"
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -123,6 +124,15 @@ std::optional<std::string> FramedPeer::receiveFrame(std::chrono::milliseconds li
     }
     std::memcpy(&length, prefix->data(), sizeof(length));
     return receiveBytes(length, limit);
+}
+
+bool FramedPeer::waitUntilRead(std::chrono::milliseconds limit) const {
+    return waitUntil(
+        [this] {
+            int unread = -1;
+            return ::ioctl(descriptor, TIOCOUTQ, &unread) == 0 && unread == 0;
+        },
+        limit);
 }
 
 bool FramedPeer::waitForClose(std::chrono::milliseconds limit) {

@@ -46,6 +46,9 @@ public:
     /// The payload of the next frame.
     std::optional<std::string> receiveFrame(std::chrono::milliseconds limit = kGenerousLimit);
 
+    /// Waits until the other end has read everything that was sent.
+    bool waitUntilRead(std::chrono::milliseconds limit = kGenerousLimit) const;
+
     /// Waits until the other end has closed; what it still sends is dropped.
     bool waitForClose(std::chrono::milliseconds limit = kGenerousLimit);
 

@@ -60,10 +60,13 @@ void QMLocalSocketClientStream::stopThread() {
     if (state == kStopped) {
         return;
     }
+    const auto endOfGrace = std::chrono::steady_clock::now() + kStopGrace;
     requestStop();
     thread.WaitExit(QM_WAIT_INFINITE);
     // An exchange without a time limit may hold the send lock for ever; cutting its connection ends it.
-    const bool locked = sendLock.Lock(kStopGraceMs) == QMSync::kLocked;
+    const auto left = std::max(
+        0ms, std::chrono::ceil<std::chrono::milliseconds>(endOfGrace - std::chrono::steady_clock::now()));
+    const bool locked = sendLock.Lock(static_cast<std::uint32_t>(left.count())) == QMSync::kLocked;
     if (!locked) {
         sockets.shutdownAll();
     }

@@ -3,8 +3,18 @@
 #include <limits>
 #include <new>
 
+#include "Communication/private/QMLocalSocket.h"
 #include "Communication/private/QMLocalSocketStreamLog.h"
 #include "Diagnostics/QMAssert.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kReleasePeriod = 100ms;  // between two looks at a thread that has not ended within its grace
+constexpr auto kFailedWaitPause = 50ms;
+
+}  // namespace
 
 void QMLocalSocketStream::prepareStart() {
     QMEvent::Drain(&ended);
@@ -19,10 +29,27 @@ void QMLocalSocketStream::enterRunning() {
 
 void QMLocalSocketStream::requestStop() {
     state = kStopped;
-    const bool signalled = QMEvent::WaitEvent(&ended, kStopGraceMs) == QMEvent::kSignalled;
-    if (!signalled || !hasEnded) {
-        sockets.shutdownAll();
+    for (auto patience = kStopGrace; !hasEndedWithin(patience); patience = kReleasePeriod) {
+        // Again and again: what a long handler sends may block later than this.
+        sockets.releaseBlocked();
     }
+}
+
+/// A signal of the event only ends the wait early: it may be an earlier thread's, and out of descriptors there
+/// is no wait at all.
+bool QMLocalSocketStream::hasEndedWithin(std::chrono::milliseconds limit) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!hasEnded) {
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+        if (left <= 0ms) {
+            return false;
+        }
+        if (QMEvent::WaitEvent(&ended, static_cast<std::uint32_t>(left.count())) == QMEvent::kError) {
+            qm_Pause(kFailedWaitPause);
+        }
+    }
+    return true;
 }
 
 void QMLocalSocketStream::markEnded() {

@@ -1,8 +1,19 @@
 #include "Communication/QMOpenSockets.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <utility>
+
+namespace {
+
+/// Whether a send may block: the peer has left unread what fills a good part of the socket's buffer.
+bool isFull(int socket) {
+    pollfd watched{socket, POLLOUT, 0};
+    return ::poll(&watched, 1, 0) == 0;
+}
+
+}  // namespace
 
 int QMOpenSockets::adopt(QMDescriptor socket) {
     QMSyncGuard guard(lock);
@@ -40,5 +51,12 @@ void QMOpenSockets::shutdownAll() {
     QMSyncGuard guard(lock);
     for (const auto& entry : sockets) {
         ::shutdown(entry.first, SHUT_RDWR);
+    }
+}
+
+void QMOpenSockets::releaseBlocked() {
+    QMSyncGuard guard(lock);
+    for (const auto& entry : sockets) {
+        ::shutdown(entry.first, isFull(entry.first) ? SHUT_RDWR : SHUT_RD);
     }
 }

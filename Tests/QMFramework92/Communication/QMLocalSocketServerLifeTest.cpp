@@ -30,6 +30,8 @@ using namespace wpp_test;
 using testing::IsEmpty;
 using testing::SizeIs;
 
+constexpr auto kStopLimit = 500ms;
+
 class QMLocalSocketServerLife : public testing::Test {
 protected:
     QMLocalSocketServerLife() { directory.enter(); }
@@ -40,6 +42,23 @@ protected:
         FramedPeer peer = FramedPeer::connectTo("S");
         EXPECT_GT(recorder.connections.waitFor(before + 1).size(), before);
         return peer;
+    }
+
+    std::chrono::milliseconds timeOfStop() {
+        const Stopwatch watch;
+        stream.Stop();
+        return watch.elapsed();
+    }
+
+    /// Starts the stream anew for a peer that sends these bytes and no more. @return how long Stop takes then.
+    std::chrono::milliseconds stopWithHalfAFrame(const std::string& bytes) {
+        std::filesystem::remove("S");
+        FramedPeer peer = startAndConnect();
+        EXPECT_TRUE(peer.sendBytes(bytes));
+        EXPECT_TRUE(peer.waitUntilRead());
+        const auto elapsed = timeOfStop();
+        EXPECT_TRUE(peer.waitForClose());
+        return elapsed;
     }
 
     /// The process's sockets that listen.
@@ -245,28 +264,70 @@ TEST_F(QMLocalSocketServerLife, AcceptThatKeepsFailingIsLoggedAtTheWaitingPace) 
     EXPECT_TRUE(log.contains("acceptSocket()@QMLocalSocketStream("));
 }
 
-TEST_F(QMLocalSocketServerLife, PeerThatStallsWithinAFrameCannotHoldUpStop) {
-    FramedPeer peer = startAndConnect();
-    ASSERT_TRUE(peer.sendBytes(framePrefix(100) + "half"));
-    const Stopwatch watch;
-    stream.Stop();
-    EXPECT_LT(watch.elapsed(), 5s);
-    EXPECT_TRUE(peer.waitForClose());
+TEST_F(QMLocalSocketServerLife, PeerThatStallsAtAnyByteOfAFrameDelaysStopByLessThanHalfASecond) {
+    const std::string frame = frameOf("a payload");
+    for (std::size_t sent = 0; sent < frame.size(); ++sent) {
+        EXPECT_LT(shortestOf(kStopLimit, [&] { return stopWithHalfAFrame(frame.substr(0, sent)); }),
+                  kStopLimit)
+            << sent << " bytes sent";
+    }
 }
 
-TEST_F(QMLocalSocketServerLife, PeerThatDoesNotReadCannotHoldUpStop) {
+TEST_F(QMLocalSocketServerLife, FrameThatIsUnderWayArrivesWhileTheStreamStops) {
+    recorder.afterFrame = [this](int fd) { stream.send(fd, "reply", 5); };
+    FramedPeer peer = startAndConnect();
+    const std::string frame = frameOf("a payload");
+    ASSERT_TRUE(peer.sendBytes(frame.substr(0, 6)));
+    ASSERT_TRUE(peer.waitUntilRead());
+    const Stopwatch watch;
+    std::thread stopper([this] { stream.Stop(); });
+    for (std::size_t sent = 6; sent < frame.size(); ++sent) {
+        ASSERT_TRUE(peer.sendBytes(frame.substr(sent, 1)));
+        // A slow peer, which needs about half of the grace.
+        std::this_thread::sleep_for(20ms);
+    }
+    EXPECT_EQ(peer.receiveFrame(), "reply");
+    stopper.join();
+    EXPECT_GE(watch.elapsed(), 130ms);
+    ASSERT_THAT(recorder.frames.all(), SizeIs(1));
+    EXPECT_EQ(recorder.frames.all()[0].payload, "a payload");
+}
+
+TEST_F(QMLocalSocketServerLife, ReplyOfAHandlerThatRunsLongerThanTheGraceStillGoesOut) {
+    QMEvent handling;
+    QMEvent goOn;
+    recorder.afterFrame = [&](int fd) {
+        handling.SetEvent();
+        QMEvent::WaitEvent(&goOn, 10000);
+        stream.send(fd, "reply", 5);
+    };
+    FramedPeer peer = startAndConnect();
+    ASSERT_TRUE(peer.sendFrame("go"));
+    ASSERT_EQ(QMEvent::WaitEvent(&handling, 10000), 0);
+    std::thread stopper([this] { stream.Stop(); });
+    // The end of the grace shows at the peer as the end of its sending direction.
+    EXPECT_TRUE(waitUntil([&] { return !peer.sendBytes(framePrefix(1)); }));
+    goOn.SetEvent();
+    EXPECT_EQ(peer.receiveFrame(), "reply");
+    stopper.join();
+}
+
+TEST_F(QMLocalSocketServerLife, PeerThatDoesNotReadDelaysStopByLessThanHalfASecond) {
     QMEvent sending;
     recorder.afterFrame = [&](int fd) {
         const std::string flood(8 << 20, 'x');
         sending.SetEvent();
         stream.send(fd, flood.data(), static_cast<unsigned>(flood.size()));
     };
-    FramedPeer peer = startAndConnect();
-    ASSERT_TRUE(peer.sendFrame("go"));
-    ASSERT_EQ(QMEvent::WaitEvent(&sending, 10000), 0);
-    const Stopwatch watch;
-    stream.Stop();
-    EXPECT_LT(watch.elapsed(), 5s);
+    EXPECT_LT(shortestOf(kStopLimit,
+                         [&] {
+                             std::filesystem::remove("S");
+                             FramedPeer peer = startAndConnect();
+                             EXPECT_TRUE(peer.sendFrame("go"));
+                             EXPECT_EQ(QMEvent::WaitEvent(&sending, 10000), 0);
+                             return timeOfStop();
+                         }),
+              kStopLimit);
 }
 
 TEST_F(QMLocalSocketServerLife, HandlerThatThrowsEndsTheThreadAndClosesItsSockets) {

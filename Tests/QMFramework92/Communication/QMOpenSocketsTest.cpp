@@ -2,12 +2,16 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <string>
+#include <thread>
 
+#include "Tests/Support/Deadline.h"
 #include "Tests/Support/ProcessState.h"
 
 namespace {
@@ -58,6 +62,31 @@ TEST_F(QMOpenSocketsTest, ShutdownEndsBothDirectionsAndKeepsTheSocket) {
     EXPECT_EQ(recv(theirs.get(), &byte, 1, 0), 0);
     EXPECT_EQ(recv(number, &byte, 1, 0), 0);
     EXPECT_TRUE(sockets.contains(number));
+}
+
+TEST_F(QMOpenSocketsTest, ReleaseEndsReadingAfterWhatHasArrivedAndLeavesSending) {
+    const int number = sockets.adopt(std::move(ours));
+    ASSERT_EQ(send(theirs.get(), "ab", 2, MSG_NOSIGNAL), 2);
+    sockets.releaseBlocked();
+    std::array<char, 4> bytes{};
+    EXPECT_EQ(recv(number, bytes.data(), bytes.size(), MSG_WAITALL), 2);
+    EXPECT_EQ(recv(number, bytes.data(), bytes.size(), MSG_WAITALL), 0);
+    EXPECT_EQ(send(number, "c", 1, MSG_NOSIGNAL), 1);
+    EXPECT_EQ(recv(theirs.get(), bytes.data(), bytes.size(), 0), 1);
+}
+
+TEST_F(QMOpenSocketsTest, ReleaseEndsASendThatThePeerDoesNotRead) {
+    const int number = sockets.adopt(std::move(ours));
+    std::thread sender([number] {
+        const std::string flood(8 << 20, 'x');
+        EXPECT_LT(send(number, flood.data(), flood.size(), MSG_NOSIGNAL), static_cast<ssize_t>(flood.size()));
+    });
+    EXPECT_TRUE(wpp_test::waitUntil([number] {
+        pollfd watched{number, POLLOUT, 0};
+        return poll(&watched, 1, 0) == 0;
+    }));
+    sockets.releaseBlocked();
+    sender.join();
 }
 
 TEST_F(QMOpenSocketsTest, ClosingAnUnknownNumberDoesNothing) {
