@@ -21,8 +21,10 @@ namespace {
 using namespace std::chrono_literals;
 using namespace wpp_test;
 
-// Most of a case with a stalled peer is the grace that a Stop gives it; so they run side by side.
-constexpr std::size_t kWorkers = 12;
+// Most of a case with a stalled peer is the grace that a Stop gives it; so they run side by side. The number shares
+// no factor with that of the faults, so that each process gets of all.
+constexpr std::size_t kWorkers = 13;
+static_assert(kWorkers % std::size(kFaults) != 0);
 constexpr auto kStopLimit = 500ms;
 
 /// What keeps a case from being passed; empty when nothing does.
