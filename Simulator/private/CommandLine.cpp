@@ -28,6 +28,18 @@ void addPhone(CLI::App& app, PhoneIdentity& phone) {
     command->add_option("--description", phone.description, "Its description");
 }
 
+void addReceiver(CLI::App& command, RoadOptions& road) {
+    command.add_option("--receiver", road.receiver, "The receiver's program")
+        ->check(CLI::ExistingFile)
+        ->capture_default_str();
+    command
+        .add_option("--run-with", road.runWith,
+                    "A program, such as an emulator, that gets each process's program and arguments to run")
+        ->check(CLI::ExistingFile);
+    command.add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
+    command.add_flag("--verbose", road.verbose, "Show every line of every process");
+}
+
 void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
     CLI::App* const command =
         app.add_subcommand("road", "Start the receiver and its peers and take phones along the whole road");
@@ -39,15 +51,24 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
         ->check(CLI::IsMember({"configured", "requested"}));
     command->add_option("--scenario", flags.scenarioFile, "Read the course from this JSON file")
         ->check(CLI::ExistingFile);
-    command->add_option("--receiver", road.receiver, "The receiver's program")
+    addReceiver(*command, road);
+}
+
+void addTorture(CLI::App& app, RoadOptions& road, TortureOptions& torture, std::string& pointsFile) {
+    CLI::App* const command = app.add_subcommand(
+        "torture", "Kill the controller, the Bluetooth process and the phone at every point of a list");
+    command->add_option("--points", pointsFile, "The list of points, a JSON file")
         ->check(CLI::ExistingFile)
-        ->capture_default_str();
+        ->required();
+    command->add_option("--rounds", torture.rounds, "How many kills at each point")
+        ->check(CLI::PositiveNumber);
     command
-        ->add_option("--run-with", road.runWith,
-                     "A program, such as an emulator, that gets each process's program and arguments to run")
-        ->check(CLI::ExistingFile);
-    command->add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
-    command->add_flag("--verbose", road.verbose, "Show every line of every process");
+        ->add_option("--victim", torture.victim,
+                     "Only the points of this one: controller, bluetooth, phone 1")
+        ->check(CLI::IsMember({"controller", "bluetooth", "phone 1"}));
+    command->add_option("--growth", torture.growthKiB, "The most KiB that the receiver may grow by one kill")
+        ->capture_default_str();
+    addReceiver(*command, road);
 }
 
 Scenario readScenario(const std::string& file) {
@@ -75,6 +96,9 @@ Role roleOf(const CLI::App& app) {
     if (name == "bluetooth") {
         return Role::kBluetooth;
     }
+    if (name == "torture") {
+        return Role::kTorture;
+    }
     return name == "phone" ? Role::kPhone : Role::kRoad;
 }
 
@@ -96,6 +120,8 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
                        "Play the Bluetooth process: orders on standard input, events on standard output");
     addPhone(app, result.phone);
     addRoad(app, result.road, flags);
+    std::string pointsFile;
+    addTorture(app, result.road, result.torture, pointsFile);
     try {
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
@@ -105,6 +131,11 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
             result.road.runWith = std::filesystem::absolute(result.road.runWith).string();
         }
         result.road.scenario = scenarioOf(flags);
+        if (result.role == Role::kTorture) {
+            // The receiver asks for its TLS material, which makes one point more.
+            result.road.scenario.tls = TlsSource::kRequested;
+            result.torture.points = parseKillPoints(readFile(pointsFile));
+        }
         return result;
     } catch (const CLI::ParseError& error) {
         exitStatus = app.exit(error, output, errors) == 0 ? 0 : kUsageError;

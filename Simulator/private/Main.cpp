@@ -10,6 +10,7 @@
 #include "Simulator/private/Peers/ControllerPeer.h"
 #include "Simulator/private/Peers/OrderReader.h"
 #include "Simulator/private/Road/RoadRunner.h"
+#include "Simulator/private/Torture/KillTorture.h"
 
 namespace {
 
@@ -36,6 +37,8 @@ int run(const CommandLine& commandLine) {
             return runPeer<BluetoothPeer>();
         case Role::kPhone:
             return runPeer<PhonePeer>(commandLine.phone);
+        case Role::kTorture:
+            return KillTorture(commandLine.road, commandLine.torture, std::cout).run();
         case Role::kRoad:
             break;
     }

@@ -73,6 +73,21 @@ const Json& listField(const Json& object, const char* name) {
     return *found;
 }
 
+std::string requiredText(const Json& object, const char* name, const std::string& where) {
+    if (!object.is_object() || !object.contains(name)) {
+        throw JsonError("\"" + std::string(name) + "\" is missing in " + where);
+    }
+    return textField(object, name);
+}
+
+Json parseJson(const std::string& text) {
+    try {
+        return Json::parse(text);
+    } catch (const Json::parse_error& error) {
+        throw JsonError(error.what());
+    }
+}
+
 std::string bytesOfHex(std::string_view hex) {
     if (hex.size() % 2 != 0) {
         throw JsonError("an odd count of hexadecimal digits");

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <nlohmann/json.hpp>
@@ -40,6 +43,25 @@ Integer numberField(const Json& object, const char* name, Integer fallback) {
 
 /// The list of a field; an empty one when there is none. @throws JsonError when it is no list.
 const Json& listField(const Json& object, const char* name);
+
+/// The text of a field that has to be there; `where` names the object for complaints. @throws JsonError
+std::string requiredText(const Json& object, const char* name, const std::string& where);
+
+/// @throws JsonError for an object with another field than these, and for what is no object.
+template <std::size_t count>
+void allowOnly(const Json& object, const std::array<const char*, count>& fields, const std::string& where) {
+    if (!object.is_object()) {
+        throw JsonError(where + " has to be an object");
+    }
+    for (const auto& [key, value] : object.items()) {
+        if (std::find(fields.begin(), fields.end(), key) == fields.end()) {
+            throw JsonError("unknown field \"" + key + "\" in " + where);
+        }
+    }
+}
+
+/// The value that a text stands for. @throws JsonError when it is none.
+Json parseJson(const std::string& text);
 
 /// Bytes from pairs of hexadecimal digits. @throws JsonError when the text is none.
 std::string bytesOfHex(std::string_view hex);

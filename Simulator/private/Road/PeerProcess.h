@@ -34,11 +34,16 @@ public:
 
     const std::string& name() const { return processName; }
 
+    pid_t id() const { return child.id(); }
+
     /// Sends an order; one to a process that has ended is dropped.
     void order(const Json& order);
 
     /// The oldest event that matches, which is gone from here then.
     std::optional<PeerEvent> take(const Expectation& expectation);
+
+    /// Drops what it has reported; its end is noticed all the same.
+    void forgetAll() { events.clear(); }
 
     /// Notices its end; to be called when a child has ended.
     void checkEnd();

@@ -81,6 +81,13 @@ void Road::forget(const Expectation& expectation) {
     }
 }
 
+void Road::forgetAll() {
+    loop.step(Milliseconds(0));
+    for (const auto& [name, child] : processes) {
+        child->forgetAll();
+    }
+}
+
 void Road::refuse(const Expectation& expectation, const std::string& complaint) {
     loop.step(Milliseconds(0));
     if (process(expectation.from).take(expectation)) {
@@ -109,6 +116,13 @@ StageTimes Road::takeProof() {
     const StageTimes times{*first, *last};
     proof.clear();
     return times;
+}
+
+void Road::pause(Milliseconds duration) {
+    const Deadline deadline(duration);
+    do {
+        loop.step(deadline.remaining());
+    } while (!deadline.passed());
 }
 
 void Road::describeProcesses(const std::string& about, std::ostream& output) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <map>
 #include <memory>
 #include <optional>
@@ -69,6 +71,9 @@ public:
     /// Drops the events already reported that match, so that a later wait gets a new one.
     void forget(const Expectation& expectation);
 
+    /// Drops everything that every process has reported.
+    void forgetAll();
+
     /// Takes an event that must not be there. @throws StageFailure when it is.
     void refuse(const Expectation& expectation, const std::string& complaint);
 
@@ -77,6 +82,11 @@ public:
 
     /// When the events of the stage were reported; now when none counted. The next stage begins empty.
     StageTimes takeProof();
+
+    /// Lets time pass, in which the processes report.
+    void pause(Milliseconds duration);
+
+    pid_t processId(const std::string& name) { return process(name).id(); }
 
     /// The last lines of the processes that tell most about a failure: the one named, and those of the head
     /// unit.

@@ -1,6 +1,5 @@
 #include "Simulator/private/Road/Scenario.h"
 
-#include <algorithm>
 #include <array>
 
 #include "Simulator/private/Road/RoadStages.h"
@@ -10,18 +9,6 @@ namespace simulator {
 namespace {
 
 constexpr std::int64_t kLongestLimitMs = 600000;
-
-template <std::size_t count>
-void allowOnly(const Json& object, const std::array<const char*, count>& fields, const std::string& where) {
-    if (!object.is_object()) {
-        throw JsonError(where + " has to be an object");
-    }
-    for (const auto& [key, value] : object.items()) {
-        if (std::find(fields.begin(), fields.end(), key) == fields.end()) {
-            throw JsonError("unknown field \"" + key + "\" in " + where);
-        }
-    }
-}
 
 Json objectField(const Json& object, const char* name, const Json& fallback) {
     const auto found = object.find(name);
@@ -36,12 +23,7 @@ Json objectField(const Json& object, const char* name, const Json& fallback) {
     return merged;
 }
 
-std::string requiredText(const Json& object, const char* name, const std::string& where) {
-    if (!object.is_object() || !object.contains(name)) {
-        throw JsonError("\"" + std::string(name) + "\" is missing in " + where);
-    }
-    return textField(object, name);
-}
+}  // namespace
 
 ScenarioOrder parseOrder(const Json& object, const std::string& where) {
     ScenarioOrder order{requiredText(object, "to", where), object};
@@ -57,6 +39,8 @@ Expectation parseExpectation(const Json& object, const std::string& where) {
             objectField(object, "where", Json::object()), objectField(object, "contains", Json::object()),
             Milliseconds(numberField(object, "within_ms", 0, 0, kLongestLimitMs))};
 }
+
+namespace {
 
 ScenarioStage parseStage(const Json& item) {
     ScenarioStage stage;
@@ -81,14 +65,6 @@ ScenarioStage parseStage(const Json& item) {
     return stage;
 }
 
-Json parseText(const std::string& text) {
-    try {
-        return Json::parse(text);
-    } catch (const Json::parse_error& error) {
-        throw JsonError(error.what());
-    }
-}
-
 }  // namespace
 
 Scenario Scenario::ordinary() {
@@ -108,7 +84,7 @@ Scenario Scenario::ordinary() {
 Scenario Scenario::parse(const std::string& text) {
     static constexpr std::array<const char*, 8> kFields{"comment",  "phones", "tls",  "limit_ms",
                                                         "protocol", "port",   "wifi", "course"};
-    const Json object = parseText(text);
+    const Json object = parseJson(text);
     allowOnly(object, kFields, "the scenario");
     Scenario scenario = ordinary();
     scenario.phones = static_cast<int>(numberField(object, "phones", 1, 1, kMostPhones));

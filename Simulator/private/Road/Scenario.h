@@ -48,6 +48,10 @@ struct Scenario {
     static Scenario parse(const std::string& text);
 };
 
+/// An order and whom it goes to, an expectation; `where` names the place for complaints. @throws JsonError
+ScenarioOrder parseOrder(const Json& object, const std::string& where);
+Expectation parseExpectation(const Json& object, const std::string& where);
+
 /// @throws JsonError for anything but "configured" and "requested".
 TlsSource tlsSourceOf(const std::string& text);
 

@@ -1,0 +1,171 @@
+#include "Simulator/private/Torture/KillRun.h"
+
+#include "Simulator/private/Road/RoadStages.h"
+
+namespace simulator {
+
+namespace {
+
+constexpr int kStop = 1001;
+constexpr Milliseconds kSettled{20};  // as long nothing has changed, nothing is under way
+
+/// The stages that make the receiver use everything once, as far as they last no longer than they must.
+constexpr const char* kWarmUp[] = {
+    "protocol started", "settings",    "device",       "RFCOMM connected", "Wi-Fi status",
+    "TCP connected",    "key fetched", "TCP accepted", "may it start",     "ready",
+    "connected",        "start",       "loss"};
+
+}  // namespace
+
+KillRun::KillRun(const RoadOptions& options, const KillPoint& killPoint, std::ostream& output)
+    : point(killPoint), road(options, output) {}
+
+KillCost KillRun::run() {
+    take("process up");
+    warmUp();
+    const ProcessUsage before = settledUsage();
+    road.forgetAll();
+    walkThrough(point.through);
+    for (const KillPhase& phase : point.underWay) {
+        pass(phase);
+    }
+    const auto begin = Clock::now();
+    kill();
+    bringBack();
+    pass(point.then);
+    for (const Expectation& expectation : point.never) {
+        road.refuse(expectation, "there is " + expectation.describe() + " all the same");
+    }
+    forgetAll(point.stopped);
+    stopProtocol();
+    awaitAll(point.stopped);
+    awaitUsage(before);
+    road.forgetAll();
+    const auto recovery = std::chrono::duration_cast<Milliseconds>(Clock::now() - begin);
+    serveNextPeer();
+    stopProtocol();
+    awaitUsage(before);
+    const ProcessUsage after = usageOf(road.processId(Road::kReceiver));
+    take("terminate");
+    return {recovery, after, after.memoryKiB - before.memoryKiB};
+}
+
+void KillRun::take(const std::string& stage) {
+    findRoadStage(stage)->take(road);
+    road.takeProof();
+}
+
+/// From the start of the protocol on: the processes are up.
+void KillRun::walkThrough(const std::string& last) {
+    for (const std::string& stage : wholeRoad(road.scenario().tls)) {
+        if (stage != "process up") {
+            take(stage);
+        }
+        if (stage == last) {
+            return;
+        }
+    }
+}
+
+void KillRun::warmUp() {
+    for (const char* const stage : kWarmUp) {
+        if (!findRoadStage(stage)->onlyRequested || road.scenario().tls == TlsSource::kRequested) {
+            take(stage);
+        }
+    }
+    stopProtocol();
+}
+
+void KillRun::stopProtocol() {
+    road.command({{"message", kStop}});
+    road.takeProof();
+}
+
+void KillRun::forgetAll(const std::vector<Expectation>& expectations) {
+    for (const Expectation& expectation : expectations) {
+        road.forget(expectation);
+    }
+}
+
+void KillRun::awaitAll(const std::vector<Expectation>& expectations) {
+    for (const Expectation& expectation : expectations) {
+        road.await(expectation);
+    }
+}
+
+/// What was reported before the orders is no proof of what they do.
+void KillRun::pass(const KillPhase& phase) {
+    forgetAll(phase.expectations);
+    for (const ScenarioOrder& order : phase.orders) {
+        road.order(order.to, order.order);
+    }
+    awaitAll(phase.expectations);
+}
+
+void KillRun::kill() {
+    forgetAll(point.after);
+    forgetAll(point.never);
+    road.order("road", {{"order", "kill"}, {"peer", point.victim}});
+    awaitAll(point.after);
+}
+
+void KillRun::bringBack() {
+    road.order("road", {{"order", "restart"}, {"peer", point.victim}});
+    if (point.victim == Road::kController) {
+        road.await({Road::kController, "link-up", {{"socket", "WPP_SOCKET_TO_WPP"}}});
+    } else if (point.victim == Road::kBluetooth) {
+        road.await({Road::kBluetooth, "link-up", {{"socket", "WPP_SOCKET_FROM_BT"}}});
+    }
+}
+
+/// A phone takes the road again. A controller starts and sets up the protocol. A Bluetooth process, without
+/// which the receiver reaches no phone over RFCOMM, is answered, and a phone still comes over TCP.
+void KillRun::serveNextPeer() {
+    if (point.victim == Road::kController) {
+        take("protocol started");
+        take("settings");
+        take("device");
+        return;
+    }
+    if (point.victim == Road::kBluetooth) {
+        take("protocol started");
+        take("settings");
+        take("device");
+        road.order(Road::kBluetooth, {{"order", "send-frame"}, {"bytes", "a00f0000"}});
+        road.await({Road::kBluetooth, "reply", {{"bytes", "01"}}});
+        take("TCP connected");
+        take("key fetched");
+        take("TCP accepted");
+        return;
+    }
+    walkThrough("connected");
+    take("loss");
+}
+
+ProcessUsage KillRun::settledUsage() {
+    ProcessUsage usage = usageOf(road.processId(Road::kReceiver));
+    while (true) {
+        road.pause(kSettled);
+        const ProcessUsage next = usageOf(road.processId(Road::kReceiver));
+        if (next.isAsMuchAs(usage)) {
+            return next;
+        }
+        usage = next;
+    }
+}
+
+void KillRun::awaitUsage(const ProcessUsage& expected) {
+    const Deadline deadline(road.scenario().limit);
+    ProcessUsage usage = usageOf(road.processId(Road::kReceiver));
+    while (!usage.isAsMuchAs(expected)) {
+        if (deadline.passed()) {
+            throw StageFailure(
+                "the receiver has " + describe(usage) + ", before the kill " + describe(expected),
+                Road::kReceiver);
+        }
+        road.pause(Milliseconds(1));
+        usage = usageOf(road.processId(Road::kReceiver));
+    }
+}
+
+}  // namespace simulator
