@@ -22,7 +22,10 @@ constexpr const char* kHandled = "01";
 Road::Road(const RoadOptions& roadOptions, std::ostream& output)
     : options(roadOptions),
       out(output),
-      signals(loop, {[this](int signal) { abandoned = "interrupted by signal " + std::to_string(signal); },
+      signals(loop, {[this](int signal) {
+                         abandoned = "interrupted by signal " + std::to_string(signal);
+                         interrupted = true;
+                     },
                      [this] {
                          for (const auto& [name, child] : processes) {
                              child->checkEnd();

@@ -88,6 +88,9 @@ public:
 
     pid_t processId(const std::string& name) { return process(name).id(); }
 
+    /// Whether SIGINT or SIGTERM has come.
+    bool isInterrupted() const { return interrupted; }
+
     /// The last lines of the processes that tell most about a failure: the one named, and those of the head
     /// unit.
     void describeProcesses(const std::string& about, std::ostream& output) const;
@@ -109,6 +112,7 @@ private:
     SignalWatch signals;
     std::vector<double> proof;
     std::optional<std::string> abandoned;  // why no wait makes sense any more
+    bool interrupted = false;
     std::map<std::string, std::unique_ptr<PeerProcess>> processes;
 };
 

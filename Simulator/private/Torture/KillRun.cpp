@@ -26,6 +26,7 @@ KillCost KillRun::run() {
     const ProcessUsage before = settledUsage();
     road.forgetAll();
     walkThrough(point.through);
+    road.forgetAll();
     for (const KillPhase& phase : point.underWay) {
         pass(phase);
     }
@@ -103,8 +104,6 @@ void KillRun::pass(const KillPhase& phase) {
 }
 
 void KillRun::kill() {
-    forgetAll(point.after);
-    forgetAll(point.never);
     road.order("road", {{"order", "kill"}, {"peer", point.victim}});
     awaitAll(point.after);
 }

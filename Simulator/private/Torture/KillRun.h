@@ -30,6 +30,8 @@ public:
     /// @throws StageFailure, or another exception, when something is not as it has to be.
     KillCost run();
 
+    bool isInterrupted() const { return road.isInterrupted(); }
+
     /// The last lines of the processes, for a failure.
     void describeProcesses(std::ostream& output) const { road.describeProcesses(point.victim, output); }
 

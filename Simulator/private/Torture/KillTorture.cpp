@@ -24,7 +24,7 @@ int KillTorture::run() {
     int passed = 0;
     KillCost worst;
     for (const KillPoint& point : options.points) {
-        if (!options.victim.empty() && options.victim != point.victim) {
+        if (interrupted || (!options.victim.empty() && options.victim != point.victim)) {
             continue;
         }
         const PointResult result = torture(point);
@@ -42,7 +42,7 @@ int KillTorture::run() {
 
 KillTorture::PointResult KillTorture::torture(const KillPoint& point) {
     PointResult result;
-    for (int round = 0; round < options.rounds; ++round) {
+    for (int round = 0; round < options.rounds && !interrupted; ++round) {
         if (killOnce(point, result)) {
             ++result.passed;
         }
@@ -63,6 +63,7 @@ bool KillTorture::killOnce(const KillPoint& point, PointResult& result) {
     } catch (const std::exception& error) {
         out << "torture: \"" << point.name << "\" failed: " << error.what() << std::endl;
         if (run) {
+            interrupted = run->isInterrupted();
             run->describeProcesses(out);
         }
     }

@@ -19,7 +19,7 @@ struct TortureOptions {
 
 /// Kills peers at every point, so many rounds each, and tells how the receiver takes it: a line for each point
 /// and one for all of them. A kill that goes wrong is told with the reason and the processes' last lines, and
-/// the next one comes all the same.
+/// the next one comes all the same, except after SIGINT and SIGTERM.
 class KillTorture {
 public:
     /// Lines go to `output`; all have to outlive it.
@@ -42,6 +42,7 @@ private:
     const RoadOptions& road;
     const TortureOptions& options;
     std::ostream& out;
+    bool interrupted = false;
 };
 
 }  // namespace simulator
