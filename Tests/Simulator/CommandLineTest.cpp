@@ -29,6 +29,22 @@ TEST_F(CommandLineTest, EachSubCommandIsARole) {
     EXPECT_EQ(parse({"road"})->role, Role::kRoad);
 }
 
+TEST_F(CommandLineTest, TortureTakesItsPointsAndRounds) {
+    std::ofstream("kills.json") << R"({"points":[{"point":"p","victim":"controller","through":"ready"}]})";
+    const auto line = parse({"torture", "--points", "kills.json", "--rounds", "14", "--victim", "phone 1"});
+    ASSERT_TRUE(line) << errors.str();
+    EXPECT_EQ(line->role, Role::kTorture);
+    EXPECT_EQ(line->torture.points.size(), 1u);
+    EXPECT_EQ(line->torture.rounds, 14);
+    EXPECT_EQ(line->torture.victim, "phone 1");
+    EXPECT_EQ(line->road.scenario.tls, TlsSource::kRequested);
+}
+
+TEST_F(CommandLineTest, TortureNeedsPoints) {
+    EXPECT_FALSE(parse({"torture"}));
+    EXPECT_EQ(status, 2);
+}
+
 TEST_F(CommandLineTest, PhoneTakesItsIdentity) {
     const auto line =
         parse({"phone", "--device", "7", "--client-id", "x", "--name", "n", "--description", "d"});

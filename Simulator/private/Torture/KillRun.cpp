@@ -1,5 +1,7 @@
 #include "Simulator/private/Torture/KillRun.h"
 
+#include <algorithm>
+
 #include "Simulator/private/Road/RoadStages.h"
 
 namespace simulator {
@@ -7,7 +9,8 @@ namespace simulator {
 namespace {
 
 constexpr int kStop = 1001;
-constexpr Milliseconds kSettled{20};  // as long nothing has changed, nothing is under way
+constexpr Milliseconds kLookPeriod{5};
+constexpr int kSettledLooks = 4;  // that see the same in a row: nothing is under way any more
 
 /// The stages that make the receiver use everything once, as far as they last no longer than they must.
 constexpr const char* kWarmUp[] = {
@@ -141,22 +144,24 @@ void KillRun::serveNextPeer() {
     take("loss");
 }
 
+/// The usage that stays the same for a while, with the most waits that were seen.
 ProcessUsage KillRun::settledUsage() {
-    ProcessUsage usage = usageOf(road.processId(Road::kReceiver));
-    while (true) {
-        road.pause(kSettled);
-        const ProcessUsage next = usageOf(road.processId(Road::kReceiver));
-        if (next.isAsMuchAs(usage)) {
-            return next;
-        }
-        usage = next;
+    ProcessUsage settled = usageOf(road.processId(Road::kReceiver));
+    int same = 0;
+    while (same < kSettledLooks) {
+        road.pause(kLookPeriod);
+        ProcessUsage next = usageOf(road.processId(Road::kReceiver));
+        same = next.isAsMuchAs(settled) ? same + 1 : 0;
+        next.waits = same == 0 ? next.waits : std::max(next.waits, settled.waits);
+        settled = next;
     }
+    return settled;
 }
 
 void KillRun::awaitUsage(const ProcessUsage& expected) {
     const Deadline deadline(road.scenario().limit);
     ProcessUsage usage = usageOf(road.processId(Road::kReceiver));
-    while (!usage.isAsMuchAs(expected)) {
+    while (!usage.isAsMuchAs(expected) || usage.waits > expected.waits) {
         if (deadline.passed()) {
             throw StageFailure(
                 "the receiver has " + describe(usage) + ", before the kill " + describe(expected),

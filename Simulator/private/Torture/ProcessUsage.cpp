@@ -11,7 +11,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::size_t countEntries(const fs::path& directory) {
+std::size_t countThreads(const fs::path& directory) {
     std::error_code error;
     std::size_t count = 0;
     for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
@@ -19,6 +19,19 @@ std::size_t countEntries(const fs::path& directory) {
         ++count;
     }
     return count;
+}
+
+void countDescriptors(const fs::path& directory, ProcessUsage& usage) {
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        std::error_code closed;
+        const fs::path target = fs::read_symlink(entry->path(), closed);
+        if (closed) {
+            continue;
+        }
+        ++(target == "anon_inode:[eventpoll]" ? usage.waits : usage.descriptors);
+    }
 }
 
 /// The field of the file that adds up all mappings, in KiB.
@@ -39,12 +52,16 @@ long memoryField(const fs::path& file, const std::string& name) {
 
 ProcessUsage usageOf(pid_t process) {
     const fs::path directory = "/proc/" + std::to_string(process);
-    return {countEntries(directory / "fd"), countEntries(directory / "task"),
-            memoryField(directory / "smaps_rollup", "Private_Dirty:")};
+    ProcessUsage usage;
+    countDescriptors(directory / "fd", usage);
+    usage.threads = countThreads(directory / "task");
+    usage.memoryKiB = memoryField(directory / "smaps_rollup", "Private_Dirty:");
+    return usage;
 }
 
 std::string describe(const ProcessUsage& usage) {
-    return std::to_string(usage.descriptors) + " descriptors, " + std::to_string(usage.threads) + " threads";
+    return std::to_string(usage.descriptors) + " descriptors, " + std::to_string(usage.waits) + " waits, " +
+           std::to_string(usage.threads) + " threads";
 }
 
 }  // namespace simulator

@@ -9,7 +9,10 @@ namespace simulator {
 
 /// What a process of this machine holds at one moment.
 struct ProcessUsage {
-    std::size_t descriptors = 0;
+    std::size_t descriptors = 0;  ///< without the epoll instances
+    /// The epoll instances. Each wait of the receiver's streams and events makes one and closes it again, so
+    /// that there are as many as waits but for a moment between two of them.
+    std::size_t waits = 0;
     std::size_t threads = 0;
     long memoryKiB = 0;  ///< memory of its own that it has written to
 
