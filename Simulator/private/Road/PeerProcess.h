@@ -33,6 +33,7 @@ public:
     PeerProcess(PollLoop& loop, std::string peerName, const Program& program, LineHandler lineHandler);
 
     const std::string& name() const { return processName; }
+    pid_t id() const { return child.id(); }
 
     /// Sends an order; one to a process that has ended is dropped.
     void order(const Json& order);

@@ -78,6 +78,12 @@ public:
     /// When the events of the stage were reported; now when none counted. The next stage begins empty.
     StageTimes takeProof();
 
+    /// The directory that the processes run in, with their sockets.
+    const std::string& workingDirectory() const { return directory.path(); }
+
+    /// The process's id. @throws StageFailure when there is no process of this name.
+    pid_t processId(const std::string& name) { return process(name).id(); }
+
     /// The last lines of the processes that tell most about a failure: the one named, and those of the head
     /// unit.
     void describeProcesses(const std::string& about, std::ostream& output) const;
