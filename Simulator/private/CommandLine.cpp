@@ -13,6 +13,7 @@ constexpr int kUsageError = 2;
 /// Options as they stand on the command line; those left out do not override the scenario.
 struct RoadFlags {
     std::optional<int> phones;
+    std::optional<int> rounds;
     std::optional<std::string> tls;
     std::string scenarioFile;
 };
@@ -33,6 +34,8 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
         app.add_subcommand("road", "Start the receiver and its peers and take phones along the whole road");
     command->add_option("--phones", flags.phones, "How many phones, each from a loopback address of its own")
         ->check(CLI::Range(1, Scenario::kMostPhones));
+    command->add_option("--rounds", flags.rounds, "How often the phones take the road, with one receiver")
+        ->check(CLI::Range(1, Scenario::kMostRounds));
     command
         ->add_option("--tls", flags.tls,
                      "Where the receiver gets its TLS material from: configured, requested")
@@ -61,6 +64,7 @@ Scenario readScenario(const std::string& file) {
 Scenario scenarioOf(const RoadFlags& flags) {
     Scenario scenario = flags.scenarioFile.empty() ? Scenario::ordinary() : readScenario(flags.scenarioFile);
     scenario.phones = flags.phones.value_or(scenario.phones);
+    scenario.rounds = flags.rounds.value_or(scenario.rounds);
     if (flags.tls) {
         scenario.tls = tlsSourceOf(*flags.tls);
     }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 
 #include "Simulator/private/Road/ChildProcess.h"
 #include "Simulator/private/Road/RoadStages.h"
@@ -95,6 +96,22 @@ TEST_F(WholeRoad, EveryStageIsReachedWithRequestedMaterial) {
 TEST_F(WholeRoad, TwelvePhonesTakeItTogether) {
     EXPECT_EQ(walk({"--phones", "12", "--tls", "requested"}), "status 0") << printed;
     expectStagesInOrder(wholeRoad(TlsSource::kRequested));
+}
+
+/// Some of the names and numbers are each phone's own, and in each round others.
+TEST_F(WholeRoad, AllDevicesAreServedTogetherTwiceInARow) {
+    std::ofstream("load.json") << R"({"phones":254,"rounds":2,"limit_ms":60000,"course":[
+        "process up","protocol started","settings","device","RFCOMM connected","Wi-Fi status","TCP connected",
+        "TCP accepted","may it start","ready","connected","start","loss","terminate"]})";
+    EXPECT_EQ(walk({"--scenario", "load.json"}), "status 0") << printed;
+    EXPECT_NE(printed.find("round 2: receiver "), std::string::npos) << printed;
+    std::cout << printed;
+}
+
+TEST_F(WholeRoad, RoundsAreOfOneReceiver) {
+    EXPECT_EQ(walk({"--rounds", "2", "--tls", "requested"}), "status 0") << printed;
+    expectStagesInOrder({"round 1: process up", "round 1: key fetched", "round 1: loss", "round 2: device",
+                         "round 2: loss", "round 2: terminate"});
 }
 
 TEST_F(WholeRoad, ScenarioWithItsOwnSettingsReachesEveryStage) {

@@ -41,6 +41,9 @@ public:
     /// The oldest event that matches, which is gone from here then.
     std::optional<PeerEvent> take(const Expectation& expectation);
 
+    /// Drops what it has reported, its end left out.
+    void forgetAll();
+
     /// Notices its end; to be called when a child has ended.
     void checkEnd();
 

@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* kRefusal = "{\"event\":\"order-refused\"";
 constexpr const char* kHandled = "01";
+constexpr int kSettledSamples = 10;
+constexpr Milliseconds kSamplePeriod{20};
 
 }  // namespace
 
@@ -35,6 +37,13 @@ Road::Road(const RoadOptions& roadOptions, std::ostream& output)
         std::filesystem::create_directories(options.keepLog);
     }
     writeTlsFiles(directory);
+}
+
+void Road::beginRound(int number) {
+    currentRound = number;
+    for (const auto& [name, child] : processes) {
+        child->forgetAll();
+    }
 }
 
 void Road::launch(const std::string& name) {
@@ -109,6 +118,32 @@ StageTimes Road::takeProof() {
     const StageTimes times{*first, *last};
     proof.clear();
     return times;
+}
+
+ProcessFigures Road::receiverFigures() const {
+    const auto receiver = processes.find(kReceiver);
+    return receiver == processes.end() ? ProcessFigures{} : ProcessFigures::of(receiver->second->id());
+}
+
+ProcessFigures Road::settledFigures() {
+    const Deadline deadline(options.scenario.limit);
+    ProcessFigures settled = receiverFigures();
+    for (int same = 0; same < kSettledSamples && !deadline.passed(); ++same) {
+        idle(kSamplePeriod);
+        const ProcessFigures now = receiverFigures();
+        if (now.descriptors != settled.descriptors || now.threads != settled.threads) {
+            same = 0;
+        }
+        settled = now;
+    }
+    return settled;
+}
+
+void Road::idle(Milliseconds time) {
+    const Deadline deadline(time);
+    while (!deadline.passed()) {
+        loop.step(deadline.remaining());
+    }
 }
 
 void Road::describeProcesses(const std::string& about, std::ostream& output) const {

@@ -11,6 +11,7 @@
 #include "Simulator/private/Io/PollLoop.h"
 #include "Simulator/private/Road/PeerProcess.h"
 #include "Simulator/private/Road/PrivateDirectory.h"
+#include "Simulator/private/Road/ProcessFigures.h"
 #include "Simulator/private/Road/RoadPhone.h"
 #include "Simulator/private/Road/Scenario.h"
 #include "Simulator/private/Road/SignalWatch.h"
@@ -54,6 +55,10 @@ public:
     const Scenario& scenario() const { return options.scenario; }
     const std::vector<RoadPhone>& phones() const { return roadPhones; }
 
+    /// The round under way, from 1. Beginning one drops the events left of the last one.
+    int round() const { return currentRound; }
+    void beginRound(int number);
+
     /// Starts the process of this name (the receiver, a peer or a phone), in place of one already there.
     void launch(const std::string& name);
 
@@ -84,6 +89,15 @@ public:
     /// The process's id. @throws StageFailure when there is no process of this name.
     pid_t processId(const std::string& name) { return process(name).id(); }
 
+    /// What the receiver costs now; all 0 when it does not run.
+    ProcessFigures receiverFigures() const;
+
+    /// What it costs once that stays as it is: what a phone leaves behind goes a moment after it.
+    ProcessFigures settledFigures();
+
+    /// Takes what the processes report, for so long.
+    void idle(Milliseconds time);
+
     /// The last lines of the processes that tell most about a failure: the one named, and those of the head
     /// unit.
     void describeProcesses(const std::string& about, std::ostream& output) const;
@@ -104,6 +118,7 @@ private:
     PollLoop loop;
     SignalWatch signals;
     std::vector<double> proof;
+    int currentRound = 1;
     std::optional<std::string> abandoned;  // why no wait makes sense any more
     std::map<std::string, std::unique_ptr<PeerProcess>> processes;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
 #include "Simulator/private/Road/Road.h"
 
@@ -30,10 +31,9 @@ constexpr int kLost = 2006;
 constexpr int kKeyRequest = 2007;
 
 constexpr int kStartReason = 1;
-constexpr int kStartResult = 1;     // what the phone answers; 0 stands for no answer
 constexpr int kCanStartAnswer = 1;  // what the controller answers
 constexpr int kWifiJoined = 0;
-constexpr const char* kWifiText = "joined";
+constexpr std::size_t kPhonesAtATime = 8;      // the receiver's server has a queue of ten
 constexpr int kConnectPatienceMs = 5000;       // the receiver's server opens a moment after the protocol
 constexpr Milliseconds kTerminateLimit{5000};  // ordinarily about 100 ms; a busy machine stalls any process
 
@@ -94,6 +94,16 @@ void proveSettings(Road& road, const RoadPhone& phone, const char* way) {
     road.prove(event(phone.name, "settings", expectedSettings(road, way)));
 }
 
+/// What a phone says is its own in every round, so that nothing can be taken for another's.
+std::string wordsOf(const Road& road, const RoadPhone& phone) {
+    return phone.name + " in round " + std::to_string(road.round());
+}
+
+/// What the phone answers to a start; 0 stands for no answer.
+int startResultOf(const Road& road, const RoadPhone& phone) {
+    return road.round() * 1000 + phone.device;
+}
+
 void connectTcp(Road& road, const RoadPhone& phone) {
     for (const char* const earlier : {"tcp-connecting", "tcp-connected", "tls-done", "tcp-closed"}) {
         road.forget(event(phone.name, earlier));
@@ -104,16 +114,20 @@ void connectTcp(Road& road, const RoadPhone& phone) {
                             {"patience_ms", kConnectPatienceMs},
                             {"certificate", "@phone.pem"},
                             {"privateKey", "@phone.key"},
-                            {"caCertificate", "@ca.pem"}});
+                            {"caCertificate", "@ca.pem"},
+                            {"greet", true},
+                            {"description", wordsOf(road, phone)}});
 }
 
 void secureTcp(Road& road, const RoadPhone& phone) {
     road.prove(event(phone.name, "tls-done"));
-    road.order(phone.name, {{"order", "hello"}, {"link", "tcp"}});
+    proveSettings(road, phone, "tcp");
 }
 
 void proveReady(Road& road, const RoadPhone& phone) {
-    road.prove(notification(kReady, phone, {{"phoneInfo1", phone.clientId}, {"phoneInfo2", phone.name}}));
+    road.prove(notification(
+        kReady, phone,
+        {{"phoneInfo1", phone.clientId}, {"phoneInfo2", phone.name}, {"phoneInfo3", wordsOf(road, phone)}}));
 }
 
 void startPhone(Road& road, const RoadPhone& phone) {
@@ -180,24 +194,30 @@ void rfcommConnected(Road& road) {
 void wifiStatus(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
         road.order(phone.name, {{"order", "wifi-version"}, {"link", "rfcomm"}, {"accepted", true}});
-        road.order(
-            phone.name,
-            {{"order", "wifi-status"}, {"link", "rfcomm"}, {"status", kWifiJoined}, {"text", kWifiText}});
+        road.order(phone.name, {{"order", "wifi-status"},
+                                {"link", "rfcomm"},
+                                {"status", kWifiJoined},
+                                {"text", wordsOf(road, phone)}});
     }
     for (const RoadPhone& phone : road.phones()) {
-        road.prove(notification(kWifiStatus, phone, {{"status", kWifiJoined}, {"text", kWifiText}}));
+        road.prove(
+            notification(kWifiStatus, phone, {{"status", kWifiJoined}, {"text", wordsOf(road, phone)}}));
     }
 }
 
 /// What counts is when the phone began to connect: it may hear of its success later than the receiver's
 /// question for TLS material goes out.
 void tcpConnected(Road& road) {
-    for (const RoadPhone& phone : road.phones()) {
-        connectTcp(road, phone);
-    }
-    for (const RoadPhone& phone : road.phones()) {
-        road.prove(event(phone.name, "tcp-connecting"));
-        road.await(event(phone.name, "tcp-connected"));
+    const std::vector<RoadPhone>& phones = road.phones();
+    for (std::size_t begin = 0; begin < phones.size(); begin += kPhonesAtATime) {
+        const std::size_t end = std::min(begin + kPhonesAtATime, phones.size());
+        for (std::size_t i = begin; i < end; ++i) {
+            connectTcp(road, phones[i]);
+        }
+        for (std::size_t i = begin; i < end; ++i) {
+            road.prove(event(phones[i].name, "tcp-connecting"));
+            road.await(event(phones[i].name, "tcp-connected"));
+        }
     }
 }
 
@@ -209,9 +229,6 @@ void keyFetched(Road& road) {
 void tcpAccepted(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
         secureTcp(road, phone);
-    }
-    for (const RoadPhone& phone : road.phones()) {
-        proveSettings(road, phone, "tcp");
     }
     road.refuse(event(Road::kController, "notification", {{"message", kKeyRequest}}),
                 "the receiver asked for TLS material that it has");
@@ -248,9 +265,9 @@ void connected(Road& road) {
 /// One phone after the other: a second start would end the first.
 void start(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
-        road.order(phone.name, {{"order", "answer-start"}, {"result", kStartResult}});
+        road.order(phone.name, {{"order", "answer-start"}, {"result", startResultOf(road, phone)}});
         startPhone(road, phone);
-        road.prove(notification(kStartResponse, phone, {{"result", kStartResult}}));
+        road.prove(notification(kStartResponse, phone, {{"result", startResultOf(road, phone)}}));
     }
 }
 
@@ -270,17 +287,16 @@ void startStopped(Road& road) {
 
 void startAgain(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
-        road.order(phone.name, {{"order", "answer-start"}, {"result", kStartResult}});
+        road.order(phone.name, {{"order", "answer-start"}, {"result", startResultOf(road, phone)}});
         connectRfcomm(road, phone);
         proveSettings(road, phone, "rfcomm");
         connectTcp(road, phone);
         secureTcp(road, phone);
-        proveSettings(road, phone, "tcp");
         road.order(phone.name, {{"order", "ready"}});
         proveReady(road, phone);
         road.prove(notification(kConnected, phone));
         startPhone(road, phone);
-        road.prove(notification(kStartResponse, phone, {{"result", kStartResult}}));
+        road.prove(notification(kStartResponse, phone, {{"result", startResultOf(road, phone)}}));
         road.refuse(event(Road::kBluetooth, "disconnect-spp", {{"btDeviceId", phone.device}}),
                     "the stopped start dropped the RFCOMM link more than once");
     }
@@ -311,23 +327,23 @@ void terminate(Road& road) {
 }
 
 constexpr std::array<RoadStage, 17> kStages{{
-    {"process up", "", false, processUp},
-    {"protocol started", "1000", false, protocolStarted},
-    {"settings", "1002, 1003", false, settings},
-    {"device", "1009", false, device},
-    {"RFCOMM connected", "1004", false, rfcommConnected},
-    {"Wi-Fi status", "2004", false, wifiStatus},
-    {"TCP connected", "", false, tcpConnected},
-    {"key fetched", "2007, 1011", true, keyFetched},
-    {"TCP accepted", "", false, tcpAccepted},
-    {"may it start", "2003, 1008", false, mayItStart},
-    {"ready", "2000", false, ready},
-    {"connected", "2005", false, connected},
-    {"start", "1006, 2002", false, start},
-    {"start stopped", "1006, 1007, 2002", false, startStopped},
-    {"start again", "1006, 2002", false, startAgain},
-    {"loss", "2006", false, loss},
-    {"terminate", "1", false, terminate},
+    {"process up", "", false, true, processUp},
+    {"protocol started", "1000", false, true, protocolStarted},
+    {"settings", "1002, 1003", false, true, settings},
+    {"device", "1009", false, false, device},
+    {"RFCOMM connected", "1004", false, false, rfcommConnected},
+    {"Wi-Fi status", "2004", false, false, wifiStatus},
+    {"TCP connected", "", false, false, tcpConnected},
+    {"key fetched", "2007, 1011", true, true, keyFetched},
+    {"TCP accepted", "", false, false, tcpAccepted},
+    {"may it start", "2003, 1008", false, false, mayItStart},
+    {"ready", "2000", false, false, ready},
+    {"connected", "2005", false, false, connected},
+    {"start", "1006, 2002", false, false, start},
+    {"start stopped", "1006, 1007, 2002", false, false, startStopped},
+    {"start again", "1006, 2002", false, false, startAgain},
+    {"loss", "2006", false, false, loss},
+    {"terminate", "1", false, true, terminate},
 }};
 
 }  // namespace

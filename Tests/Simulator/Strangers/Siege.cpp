@@ -1,19 +1,15 @@
 #include "Tests/Simulator/Strangers/Siege.h"
 
 #include <cstdlib>
-#include <filesystem>
 #include <future>
 #include <iostream>
-#include <iterator>
-#include <thread>
 
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/RunWith.h"
 
 namespace simulator {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr const char* kHonest = "phone 1";
 constexpr int kHonestDevice = 1;
@@ -29,10 +25,6 @@ Expectation event(const std::string& from, const std::string& name, const Json& 
 
 Expectation heardOfHonestPhone(int message) {
     return event(Road::kController, "notification", {{"message", message}, {"btDeviceId", kHonestDevice}});
-}
-
-std::size_t entriesOf(const std::string& directory) {
-    return static_cast<std::size_t>(std::distance(fs::directory_iterator(directory), {}));
 }
 
 const char* textOf(Fate fate) {
@@ -52,6 +44,7 @@ const char* textOf(Fate fate) {
 Siege::Siege() {
     ::setenv("TMPDIR", temporary.path().c_str(), 1);
     options.receiver = RECEIVER_PROGRAM;
+    options.runWith = wpp_test::runWith();
     options.simulator = SIMULATOR_PROGRAM;
     options.scenario.limit = kPatience;
 }
@@ -66,7 +59,7 @@ void Siege::SetUp() {
         startProtocol();
         pairHonestPhone();
         serveHonestPhone("nobody");  // what is made once for all phones is there from now on
-        before = settledFigures();
+        before = road->settledFigures();
     } catch (const StageFailure& failure) {
         FAIL() << failure.what();
     }
@@ -74,13 +67,12 @@ void Siege::SetUp() {
 
 void Siege::TearDown() {
     try {
-        Figures after;
+        ProcessFigures after;
         const bool isAsBefore = wpp_test::waitUntil([&] {
-            after = receiverFigures();
+            after = road->receiverFigures();
             return after.descriptors <= before.descriptors && after.threads <= before.threads;
         });
-        EXPECT_TRUE(isAsBefore) << "descriptors " << before.descriptors << " -> " << after.descriptors
-                                << ", threads " << before.threads << " -> " << after.threads;
+        EXPECT_TRUE(isAsBefore) << before.describe() << " -> " << after.describe();
         serveHonestPhone("nobody");
         expectControllerHeardNothing();
         road->order(Road::kController, {{"order", "send"}, {"message", 1}});
@@ -237,28 +229,6 @@ void Siege::expectRfcommDropped(std::uint8_t device) {
 void Siege::expectControllerHeardNothing() {
     road->command({{"message", 1007}, {"btDeviceId", kHonestDevice}});
     EXPECT_NO_THROW(road->refuse(event(Road::kController, "notification"), "of a stranger"));
-}
-
-/// What a phone leaves ends a moment after it, so the figures count when they stay as they are.
-Siege::Figures Siege::settledFigures() {
-    constexpr int kSamples = 10;
-    constexpr Milliseconds kPeriod{20};
-    Figures settled = receiverFigures();
-    const wpp_test::Deadline deadline;
-    for (int same = 0; same < kSamples && !deadline.passed(); ++same) {
-        std::this_thread::sleep_for(kPeriod);
-        const Figures now = receiverFigures();
-        if (now.descriptors != settled.descriptors || now.threads != settled.threads) {
-            settled = now;
-            same = 0;
-        }
-    }
-    return settled;
-}
-
-Siege::Figures Siege::receiverFigures() {
-    const std::string process = "/proc/" + std::to_string(road->processId(Road::kReceiver));
-    return {entriesOf(process + "/fd"), entriesOf(process + "/task")};
 }
 
 /// Before encryption the alert is the last thing that comes, in plain: a record of seven bytes.

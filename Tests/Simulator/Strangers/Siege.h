@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Simulator/CertificateAuthority.h"
+#include "Simulator/private/Road/ProcessFigures.h"
 #include "Simulator/private/Road/Road.h"
 #include "Tests/Simulator/Strangers/TlsWire.h"
 #include "Tests/Simulator/Strangers/Wire.h"
@@ -89,19 +90,11 @@ protected:
     std::optional<Road> road;
 
 private:
-    struct Figures {
-        std::size_t descriptors = 0;
-        std::size_t threads = 0;
-    };
-
     void startHeadUnit();
     void startProtocol();
     void pairHonestPhone();
     void judge(const Stranger& stranger, const Visit& visit, Milliseconds after);
-    Figures settledFigures();
-    Figures receiverFigures();
-
-    Figures before;
+    ProcessFigures before;
 };
 
 /// The end of a visit: waits until the receiver has ended the connection, generously.
