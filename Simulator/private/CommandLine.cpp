@@ -9,6 +9,8 @@ namespace simulator {
 namespace {
 
 constexpr int kUsageError = 2;
+constexpr double kSoakMinutes = 30;
+constexpr double kMillisecondsPerMinute = 60000;
 
 /// Options as they stand on the command line; those left out do not override the scenario.
 struct RoadFlags {
@@ -53,6 +55,20 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
     command->add_flag("--verbose", road.verbose, "Show every line of every process");
 }
 
+void addSoak(CLI::App& app, CommandLine& line, double& minutes) {
+    CLI::App* const command = app.add_subcommand(
+        "soak",
+        "Mix everything in one receiver for a long time: phones that come and go, strangers, commands");
+    command->add_option("--minutes", minutes, "How long, 30 if left out")->check(CLI::PositiveNumber);
+    command->add_option("--seed", line.soak.seed, "Of the order in which things happen")
+        ->capture_default_str();
+    command->add_option("--receiver", line.road.receiver, "The receiver's program")
+        ->check(CLI::ExistingFile)
+        ->capture_default_str();
+    command->add_option("--keep-log", line.road.keepLog,
+                        "Keep the output of every process in this directory");
+}
+
 Scenario readScenario(const std::string& file) {
     try {
         return Scenario::parse(readFile(file));
@@ -79,7 +95,10 @@ Role roleOf(const CLI::App& app) {
     if (name == "bluetooth") {
         return Role::kBluetooth;
     }
-    return name == "phone" ? Role::kPhone : Role::kRoad;
+    if (name == "phone") {
+        return Role::kPhone;
+    }
+    return name == "soak" ? Role::kSoak : Role::kRoad;
 }
 
 }  // namespace
@@ -100,6 +119,8 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
                        "Play the Bluetooth process: orders on standard input, events on standard output");
     addPhone(app, result.phone);
     addRoad(app, result.road, flags);
+    double minutes = kSoakMinutes;
+    addSoak(app, result, minutes);
     try {
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
@@ -108,7 +129,8 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
         if (!result.road.runWith.empty()) {
             result.road.runWith = std::filesystem::absolute(result.road.runWith).string();
         }
-        result.road.scenario = scenarioOf(flags);
+        result.road.scenario = result.role == Role::kSoak ? Soak::scenario() : scenarioOf(flags);
+        result.soak.time = Milliseconds(static_cast<std::int64_t>(minutes * kMillisecondsPerMinute));
         return result;
     } catch (const CLI::ParseError& error) {
         exitStatus = app.exit(error, output, errors) == 0 ? 0 : kUsageError;

@@ -7,17 +7,19 @@
 
 #include "Simulator/private/Peers/PhonePeer.h"
 #include "Simulator/private/Road/Road.h"
+#include "Simulator/private/Road/Soak.h"
 
 namespace simulator {
 
 /// What the program is to be.
-enum class Role { kController, kBluetooth, kPhone, kRoad };
+enum class Role { kController, kBluetooth, kPhone, kRoad, kSoak };
 
 /// What the command line asks for.
 struct CommandLine {
     Role role = Role::kRoad;
     PhoneIdentity phone;  ///< of the phone
-    RoadOptions road;     ///< of the road
+    RoadOptions road;     ///< of the road, and of the soak
+    SoakOptions soak;     ///< of the soak
 
     /// Reads the arguments, the program's own name left out. `ownPath` is this program's path; the receiver
     /// is looked for beside it.

@@ -36,6 +36,8 @@ int run(const CommandLine& commandLine) {
             return runPeer<BluetoothPeer>();
         case Role::kPhone:
             return runPeer<PhonePeer>(commandLine.phone);
+        case Role::kSoak:
+            return Soak(commandLine.road, commandLine.soak, std::cout).run();
         case Role::kRoad:
             break;
     }

@@ -78,6 +78,11 @@ PeerEvent Road::await(const Expectation& expectation) {
     }
 }
 
+std::optional<PeerEvent> Road::look(const Expectation& expectation) {
+    loop.step(Milliseconds(0));
+    return process(expectation.from).take(expectation);
+}
+
 PeerEvent Road::prove(const Expectation& expectation) {
     PeerEvent event = await(expectation);
     proof.push_back(event.time);
@@ -91,8 +96,7 @@ void Road::forget(const Expectation& expectation) {
 }
 
 void Road::refuse(const Expectation& expectation, const std::string& complaint) {
-    loop.step(Milliseconds(0));
-    if (process(expectation.from).take(expectation)) {
+    if (look(expectation)) {
         throw StageFailure(complaint, expectation.from);
     }
 }

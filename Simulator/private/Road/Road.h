@@ -68,6 +68,9 @@ public:
     /// Waits for an event, which is taken. @throws StageFailure
     PeerEvent await(const Expectation& expectation);
 
+    /// Takes an event that may be there. @return empty when it is not.
+    std::optional<PeerEvent> look(const Expectation& expectation);
+
     /// As await, and the event's time counts for the stage.
     PeerEvent prove(const Expectation& expectation);
 

@@ -4,136 +4,16 @@
 #include <array>
 #include <string>
 
-#include "Simulator/private/Road/Road.h"
+#include "Simulator/private/Road/RoadSteps.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr int kStart = 1000;
-constexpr int kSetPort = 1002;
-constexpr int kSetWifi = 1003;
-constexpr int kRfcommConnected = 1004;
-constexpr int kRfcommDisconnected = 1005;
-constexpr int kStartProjection = 1006;
-constexpr int kStopStart = 1007;
-constexpr int kReplyCanStart = 1008;
-constexpr int kAddDevice = 1009;
-constexpr int kDeleteDevice = 1010;
-constexpr int kKeyAnswer = 1011;
-constexpr int kTerminate = 1;
-constexpr int kReady = 2000;
-constexpr int kStartResponse = 2002;
-constexpr int kMayItStart = 2003;
-constexpr int kWifiStatus = 2004;
-constexpr int kConnected = 2005;
-constexpr int kLost = 2006;
-constexpr int kKeyRequest = 2007;
-
-constexpr int kStartReason = 1;
 constexpr int kCanStartAnswer = 1;  // what the controller answers
 constexpr int kWifiJoined = 0;
 constexpr std::size_t kPhonesAtATime = 8;      // the receiver's server has a queue of ten
-constexpr int kConnectPatienceMs = 5000;       // the receiver's server opens a moment after the protocol
 constexpr Milliseconds kTerminateLimit{5000};  // ordinarily about 100 ms; a busy machine stalls any process
-
-Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
-    return {from, name, where, Json::object(), Milliseconds(0)};
-}
-
-Expectation notification(int message, const RoadPhone& phone, const Json& where = Json::object()) {
-    Json fields = {{"message", message}, {"btDeviceId", phone.device}};
-    fields.update(where);
-    return event(Road::kController, "notification", fields);
-}
-
-Json withMessage(int message, const Json& fields) {
-    Json all = {{"message", message}};
-    all.update(fields);
-    return all;
-}
-
-void commandFor(Road& road, int message, const RoadPhone& phone, const Json& fields = Json::object()) {
-    Json all = {{"message", message}, {"btDeviceId", phone.device}};
-    all.update(fields);
-    road.command(all);
-}
-
-/// The material for the receiver, as files of the working directory.
-Json keyMaterial() {
-    return {{"sslCertificate", "@receiver.pem"},
-            {"sslPrivateKey", "@receiver.key"},
-            {"sslCaCertificate", "@ca.pem"}};
-}
-
-/// The settings that a phone has to be told, on either way.
-Json expectedSettings(const Road& road, const char* way) {
-    const Scenario& scenario = road.scenario();
-    Json settings = scenario.wifi;
-    settings["link"] = way;
-    settings["host"] = scenario.projectionPort["ipAddress"];
-    settings["port"] = scenario.projectionPort["port"];
-    settings["channelType"] = scenario.protocol["channelType"];
-    settings["channelList"] = scenario.protocol["channelList"];
-    return settings;
-}
-
-// Steps that several stages take.
-
-/// The phone's RFCOMM channel has to stand on both sides before the phone says hello: what comes earlier is
-/// lost.
-void connectRfcomm(Road& road, const RoadPhone& phone) {
-    road.forget(event(phone.name, "rfcomm-closed"));
-    road.order(phone.name, {{"order", "connect-rfcomm"}});
-    road.await(event(Road::kBluetooth, "phone-linked", {{"btDeviceId", phone.device}}));
-    commandFor(road, kRfcommConnected, phone);
-    road.order(phone.name, {{"order", "hello"}, {"link", "rfcomm"}});
-}
-
-void proveSettings(Road& road, const RoadPhone& phone, const char* way) {
-    road.prove(event(phone.name, "settings", expectedSettings(road, way)));
-}
-
-/// What a phone says is its own in every round, so that nothing can be taken for another's.
-std::string wordsOf(const Road& road, const RoadPhone& phone) {
-    return phone.name + " in round " + std::to_string(road.round());
-}
-
-/// What the phone answers to a start; 0 stands for no answer.
-int startResultOf(const Road& road, const RoadPhone& phone) {
-    return road.round() * 1000 + phone.device;
-}
-
-void connectTcp(Road& road, const RoadPhone& phone) {
-    for (const char* const earlier : {"tcp-connecting", "tcp-connected", "tls-done", "tcp-closed"}) {
-        road.forget(event(phone.name, earlier));
-    }
-    road.order(phone.name, {{"order", "connect-tcp"},
-                            {"port", 30516},
-                            {"bind", phone.address},
-                            {"patience_ms", kConnectPatienceMs},
-                            {"certificate", "@phone.pem"},
-                            {"privateKey", "@phone.key"},
-                            {"caCertificate", "@ca.pem"},
-                            {"greet", true},
-                            {"description", wordsOf(road, phone)}});
-}
-
-void secureTcp(Road& road, const RoadPhone& phone) {
-    road.prove(event(phone.name, "tls-done"));
-    proveSettings(road, phone, "tcp");
-}
-
-void proveReady(Road& road, const RoadPhone& phone) {
-    road.prove(notification(
-        kReady, phone,
-        {{"phoneInfo1", phone.clientId}, {"phoneInfo2", phone.name}, {"phoneInfo3", wordsOf(road, phone)}}));
-}
-
-void startPhone(Road& road, const RoadPhone& phone) {
-    commandFor(road, kStartProjection, phone, {{"reason", kStartReason}});
-    road.prove(event(phone.name, "start", {{"reason", kStartReason}}));
-}
 
 // The stages, in the order of the road.
 
