@@ -107,9 +107,8 @@ protected:
     /// A good certificate, with a crowd of others behind it.
     TlsManner crowded(int version) const {
         TlsManner manner = showing(papers.phone, version);
-        for (int i = 0; i < kChainLength; ++i) {
-            manner.chain += papers.authority.caCertificatePem();
-        }
+        manner.chain = papers.authority.caCertificatePem();
+        manner.chainLength = kChainLength;
         return manner;
     }
 };

@@ -1,8 +1,10 @@
 #include "Tests/Simulator/Strangers/Siege.h"
 
 #include <cstdlib>
+#include <functional>
 #include <future>
 #include <iostream>
+#include <utility>
 
 #include "Tests/Support/Deadline.h"
 #include "Tests/Support/RunWith.h"
@@ -14,9 +16,10 @@ namespace {
 constexpr const char* kHonest = "phone 1";
 constexpr int kHonestDevice = 1;
 constexpr Milliseconds kPatience{30000};
-constexpr Milliseconds kMargin{100};        // at the limit: between this side's clock and the receiver's
-constexpr Milliseconds kLateness{10000};    // of an overloaded machine
-constexpr Milliseconds kHonestBound{5000};  // some milliseconds, on a machine that has nothing else to do
+constexpr Milliseconds kMargin{100};  // at the limit: between this side's clock and the receiver's
+constexpr Milliseconds kAtOnce = kPhoneLimit - kMargin;
+constexpr Milliseconds kLateness{25000};     // of an overloaded machine
+constexpr Milliseconds kHonestBound{10000};  // some milliseconds, on a machine that has nothing else to do
 constexpr Milliseconds kTerminateLimit{10000};
 
 Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
@@ -37,6 +40,20 @@ const char* textOf(Fate fate) {
             break;
     }
     return "left";
+}
+
+/// A machine that is busy with other things may need longer for what takes a moment, but not each time; a
+/// receiver that ends a visit only at its limit does so each time.
+std::pair<Visit, Milliseconds> visitOf(const Stranger& stranger, const std::string& address) {
+    constexpr int kAttempts = 3;
+    for (int attempt = 1;; ++attempt) {
+        const wpp_test::Stopwatch stopwatch;
+        const Visit visit = stranger.come(address);
+        const Milliseconds after = stopwatch.elapsed();
+        if (stranger.fate != Fate::kTurnedAway || after < kAtOnce || attempt == kAttempts) {
+            return {visit, after};
+        }
+    }
 }
 
 }  // namespace
@@ -172,11 +189,7 @@ void Siege::letCome(const std::vector<Stranger>& strangers) {
     int number = 0;
     for (const Stranger& stranger : strangers) {
         const std::string address = "127.3.0." + std::to_string(++number);
-        coming.push_back({stranger, std::async(std::launch::async, [&stranger, address] {
-                              const wpp_test::Stopwatch stopwatch;
-                              const Visit visit = stranger.come(address);
-                              return std::make_pair(visit, stopwatch.elapsed());
-                          })});
+        coming.push_back({stranger, std::async(std::launch::async, visitOf, std::cref(stranger), address)});
         if (stranger.fate != Fate::kTimedOut) {
             judgeAll();
         }
@@ -197,7 +210,7 @@ void Siege::judge(const Stranger& stranger, const Visit& visit, Milliseconds aft
     }
     EXPECT_TRUE(visit.endedByReceiver);
     if (stranger.fate == Fate::kTurnedAway) {
-        EXPECT_LT(after, kPhoneLimit - kMargin);
+        EXPECT_LT(after, kAtOnce);
     } else {
         EXPECT_GE(after, kPhoneLimit - kMargin);
         EXPECT_LE(after, kPhoneLimit + kLateness);

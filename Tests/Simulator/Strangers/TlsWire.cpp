@@ -39,15 +39,13 @@ void identify(SSL_CTX* context, const IssuedCertificate& papers) {
     require(SSL_CTX_use_PrivateKey(context, key.get()) == 1, "private key");
 }
 
-void addChain(SSL_CTX* context, const std::string& chain) {
-    const Bio bio = openText(chain);
-    while (true) {
-        const Certificate next(PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr), X509_free);
-        if (!next) {
-            ERR_clear_error();
-            return;
+void addChain(SSL_CTX* context, const std::string& chain, int length) {
+    if (length > 0) {
+        const Certificate next(PEM_read_bio_X509(openText(chain).get(), nullptr, nullptr, nullptr),
+                               X509_free);
+        for (int i = 0; i < length; ++i) {
+            require(SSL_CTX_add1_chain_cert(context, next.get()) == 1, "chain");
         }
-        require(SSL_CTX_add1_chain_cert(context, next.get()) == 1, "chain");
     }
 }
 
@@ -77,7 +75,7 @@ TlsWire::Context TlsWire::makeContext(const TlsManner& manner) {
     if (manner.papers) {
         identify(context.get(), *manner.papers);
     }
-    addChain(context.get(), manner.chain);
+    addChain(context.get(), manner.chain, manner.chainLength);
     return context;
 }
 

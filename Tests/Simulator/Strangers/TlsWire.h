@@ -16,7 +16,8 @@ namespace simulator {
 /// How a stranger goes about TLS.
 struct TlsManner {
     std::optional<IssuedCertificate> papers;  ///< empty: it shows no certificate
-    std::string chain;                        ///< PEM texts of certificates to send behind its own
+    std::string chain;                        ///< PEM text of a certificate to send behind its own
+    int chainLength = 0;                      ///< how often
     int version = 0;                          ///< the only version that it speaks; 0 for any
     std::string ciphers;                      ///< the only ones for TLS 1.2; empty for any
     std::shared_ptr<SSL_SESSION> session;     ///< what it wants to resume; empty: nothing

@@ -50,8 +50,12 @@ UniqueFd openSocket(int family) {
 
 }  // namespace
 
-Wire Wire::overTcp(const std::string& ownAddress) {
+Wire Wire::overTcp(const std::string& ownAddress, int receiveBuffer) {
     UniqueFd fd = openSocket(AF_INET);
+    if (receiveBuffer > 0) {
+        require(::setsockopt(fd.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof(receiveBuffer)) == 0,
+                "SO_RCVBUF");
+    }
     const int on = 1;
     require(::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)) == 0, "TCP_NODELAY");
     const sockaddr_in own = addressOf(ownAddress, 0);

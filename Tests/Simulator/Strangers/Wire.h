@@ -14,8 +14,9 @@ namespace simulator {
 class Wire {
 public:
     /// Connects to the receiver's port from an own loopback address.
+    /// @param receiveBuffer its size in bytes; 0 for the usual one.
     /// @throws std::system_error when that is impossible.
-    static Wire overTcp(const std::string& ownAddress);
+    static Wire overTcp(const std::string& ownAddress, int receiveBuffer = 0);
 
     /// Opens an RFCOMM channel of this device; `directory` holds the Bluetooth process's socket.
     static Wire overRfcomm(const std::string& directory, std::uint8_t device);
