@@ -31,6 +31,18 @@ void addPhone(CLI::App& app, PhoneIdentity& phone) {
     command->add_option("--description", phone.description, "Its description");
 }
 
+/// Which processes there are and what becomes of their output.
+void addProcesses(CLI::App& command, RoadOptions& road) {
+    command.add_option("--receiver", road.receiver, "The receiver's program")
+        ->check(CLI::ExistingFile)
+        ->capture_default_str();
+    command
+        .add_option("--run-with", road.runWith,
+                     "A program, such as an emulator, that gets each process's program and arguments to run")
+        ->check(CLI::ExistingFile);
+    command.add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
+}
+
 void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
     CLI::App* const command =
         app.add_subcommand("road", "Start the receiver and its peers and take phones along the whole road");
@@ -44,14 +56,7 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
         ->check(CLI::IsMember({"configured", "requested"}));
     command->add_option("--scenario", flags.scenarioFile, "Read the course from this JSON file")
         ->check(CLI::ExistingFile);
-    command->add_option("--receiver", road.receiver, "The receiver's program")
-        ->check(CLI::ExistingFile)
-        ->capture_default_str();
-    command
-        ->add_option("--run-with", road.runWith,
-                     "A program, such as an emulator, that gets each process's program and arguments to run")
-        ->check(CLI::ExistingFile);
-    command->add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
+    addProcesses(*command, road);
     command->add_flag("--verbose", road.verbose, "Show every line of every process");
 }
 
@@ -62,11 +67,7 @@ void addSoak(CLI::App& app, CommandLine& line, double& minutes) {
     command->add_option("--minutes", minutes, "How long, 30 if left out")->check(CLI::PositiveNumber);
     command->add_option("--seed", line.soak.seed, "Of the order in which things happen")
         ->capture_default_str();
-    command->add_option("--receiver", line.road.receiver, "The receiver's program")
-        ->check(CLI::ExistingFile)
-        ->capture_default_str();
-    command->add_option("--keep-log", line.road.keepLog,
-                        "Keep the output of every process in this directory");
+    addProcesses(*command, line.road);
 }
 
 Scenario readScenario(const std::string& file) {

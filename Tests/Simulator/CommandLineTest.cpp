@@ -98,6 +98,7 @@ TEST_F(CommandLineTest, WrongValuesAreUsageErrors) {
                                                {"road", "--phones", "0"},
                                                {"road", "--phones", "255"},
                                                {"road", "--rounds", "0"},
+                                               {"soak", "--minutes", "0"},
                                                {"road", "--tls", "maybe"},
                                                {"road", "--scenario", "missing.json"},
                                                {"road", "--receiver", "missing"},
