@@ -38,7 +38,7 @@ void addProcesses(CLI::App& command, RoadOptions& road) {
         ->capture_default_str();
     command
         .add_option("--run-with", road.runWith,
-                     "A program, such as an emulator, that gets each process's program and arguments to run")
+                    "A program, such as an emulator, that gets each process's program and arguments to run")
         ->check(CLI::ExistingFile);
     command.add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
 }

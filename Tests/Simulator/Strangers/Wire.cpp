@@ -48,13 +48,20 @@ UniqueFd openSocket(int family) {
     return fd;
 }
 
+/// The other end's buffer goes by the size of a segment.
+void takeLittle(int fd) {
+    constexpr int kBuffer = 4096;
+    constexpr int kSegment = 536;
+    require(::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kBuffer, sizeof(kBuffer)) == 0, "SO_RCVBUF");
+    require(::setsockopt(fd, IPPROTO_TCP, TCP_MAXSEG, &kSegment, sizeof(kSegment)) == 0, "TCP_MAXSEG");
+}
+
 }  // namespace
 
-Wire Wire::overTcp(const std::string& ownAddress, int receiveBuffer) {
+Wire Wire::overTcp(const std::string& ownAddress, Room room) {
     UniqueFd fd = openSocket(AF_INET);
-    if (receiveBuffer > 0) {
-        require(::setsockopt(fd.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof(receiveBuffer)) == 0,
-                "SO_RCVBUF");
+    if (room == Room::kLittle) {
+        takeLittle(fd.get());
     }
     const int on = 1;
     require(::setsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)) == 0, "TCP_NODELAY");
@@ -119,6 +126,11 @@ void Wire::awaitEnd(Milliseconds limit) {
     while (!ended && !deadline.passed()) {
         receive(deadline.remaining());
     }
+}
+
+void Wire::awaitEndUnread(Milliseconds limit) {
+    pollfd watched{fd.get(), POLLRDHUP, 0};
+    ended = ended || ::poll(&watched, 1, static_cast<int>(limit.count())) > 0;
 }
 
 void Wire::endSending() {

@@ -13,10 +13,12 @@ namespace simulator {
 /// Open from construction; ended for good once the other end has closed or reset it, or after reset().
 class Wire {
 public:
+    /// How much of what the receiver says fits on the way when nobody reads it: as ever, or a few kilobytes.
+    enum class Room { kUsual, kLittle };
+
     /// Connects to the receiver's port from an own loopback address.
-    /// @param receiveBuffer its size in bytes; 0 for the usual one.
     /// @throws std::system_error when that is impossible.
-    static Wire overTcp(const std::string& ownAddress, int receiveBuffer = 0);
+    static Wire overTcp(const std::string& ownAddress, Room room = Room::kUsual);
 
     /// Opens an RFCOMM channel of this device; `directory` holds the Bluetooth process's socket.
     static Wire overRfcomm(const std::string& directory, std::uint8_t device);
@@ -34,6 +36,9 @@ public:
 
     /// Takes what arrives, and keeps it, until the connection ends or the limit passes.
     void awaitEnd(Milliseconds limit);
+
+    /// Waits for the end without taking anything.
+    void awaitEndUnread(Milliseconds limit);
 
     /// Has the other end closed or reset the connection?
     bool hasEnded() const { return ended; }
