@@ -12,8 +12,23 @@ bool ClientRegistry::add(const Link& link, Link& replaced) {
     if (stopped || members.size() >= maxLinks) {
         return false;
     }
-    members[link->name()] = Member{link, {}};
+    members[link->name()] = Member{link, {}, ++arrivals};
     return true;
+}
+
+ClientRegistry::Link ClientRegistry::makeRoom(TransportType type) {
+    const Guard guard(mutex);
+    std::size_t strangers = 0;
+    const Member* oldest = nullptr;
+    for (const auto& [name, member] : members) {
+        if (member.clientId.empty() && member.link->type() == TransportType::kTcp) {
+            ++strangers;
+            oldest = oldest == nullptr || member.arrival < oldest->arrival ? &member : oldest;
+        }
+    }
+    const bool isFull =
+        members.size() >= maxLinks || (type == TransportType::kTcp && strangers >= maxStrangers);
+    return isFull && oldest != nullptr ? takeOut(std::string(oldest->link->name()), true) : nullptr;
 }
 
 ClientRegistry::Link ClientRegistry::take(const std::string& name) {

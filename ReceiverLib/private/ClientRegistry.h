@@ -2,6 +2,8 @@
 
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -28,11 +30,19 @@ class ClientRegistry {
 public:
     using Link = std::shared_ptr<PhoneLink>;
 
-    explicit ClientRegistry(std::size_t linkLimit) : maxLinks(linkLimit) {}
+    /// @param linkLimit most links at a time.
+    /// @param strangerLimit most TCP links at a time that have joined no client; as many as fit in if left out.
+    explicit ClientRegistry(std::size_t linkLimit,
+                            std::size_t strangerLimit = std::numeric_limits<std::size_t>::max())
+        : maxLinks(linkLimit), maxStrangers(strangerLimit) {}
 
     /// Adds a link. @param replaced gets the link that had its name; it is out already and to be dropped.
     /// @return false when stopped or full.
     bool add(const Link& link, Link& replaced);
+
+    /// Makes room for a link of this type, if there is none, by taking out the TCP link that has been without
+    /// a client for longest. @return it, to be dropped; empty when there is room, or nothing to take out.
+    Link makeRoom(TransportType type);
 
     /// Takes out the link of this name. @return it, to be dropped; empty when there is none.
     Link take(const std::string& name);
@@ -65,7 +75,8 @@ public:
 private:
     struct Member {
         Link link;
-        std::string clientId;  // empty before Hello
+        std::string clientId;       // empty before Hello
+        std::uint64_t arrival = 0;  // counts up
     };
     struct Client {
         ClientInfo info;
@@ -79,6 +90,7 @@ private:
     void forgetIfGone(const std::string& clientId);
 
     const std::size_t maxLinks;
+    const std::size_t maxStrangers;
 
     mutable std::mutex mutex;
     std::condition_variable changed;  // of lossesInReport and stopped
@@ -86,6 +98,7 @@ private:
     std::unordered_map<std::string, Member> members;
     std::unordered_map<std::string, Client> clients;
     std::unordered_map<const PhoneLink*, ClientInfo> losses;
+    std::uint64_t arrivals = 0;
     bool stopped = false;
 };
 

@@ -37,8 +37,17 @@ struct Limits {
     /// From Start to its result; the receiver itself gives up a little earlier, after 60 s.
     std::chrono::milliseconds startResultTime{65000};
 
-    /// Transports at a time; one more is closed at once.
-    std::size_t transports = 1024;
+    /// Transports at a time; one more is closed at once. Every one of 254 devices on both ways, and strangers
+    /// beside them. A TLS transport takes one descriptor, the head unit's RFCOMM transport three.
+    std::size_t transports = 680;
+
+    /// TCP transports without a Hello, at a time. For one more, or when there is no room for another
+    /// transport, the one that has waited longest is dropped. A phone needs some milliseconds for its Hello,
+    /// so it is not the honest one that goes; all 254 may come at once.
+    std::size_t strangers = 256;
+
+    /// How long a new transport waits until those that are ending have made room.
+    std::chrono::milliseconds roomTime{1000};
 };
 
 }  // namespace wifi_projection_protocol

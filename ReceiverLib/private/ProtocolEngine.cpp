@@ -10,7 +10,8 @@ ProtocolEngine::ProtocolEngine(Callbacks callbacks, const FixedSettings& setting
       callback(std::move(callbacks.events)),
       settingsSource(std::move(callbacks.infoProvider), settings.channelType, settings.channelList,
                      settings.headUnitInfo.SerializeAsString()),
-      registry(limits.transports) {}
+      registry(limits.transports, limits.strangers),
+      supervisor(limits.transports, limits.roomTime) {}
 
 ProtocolEngine::~ProtocolEngine() {
     stop();
@@ -33,6 +34,9 @@ void ProtocolEngine::clientConnected(const std::string& name, TransportType type
     const ConversationServices services{*callback, settingsSource, registry, questions, supervisor,
                                         log,       limits};
     const auto conversation = std::make_shared<Conversation>(services, name, type, std::move(transport));
+    if (const ClientRegistry::Link stranger = registry.makeRoom(type)) {
+        stranger->drop();
+    }
     ClientRegistry::Link replaced;
     const bool added = registry.add(conversation, replaced);
     if (replaced) {

@@ -7,11 +7,9 @@
 #include <netinet/tcp.h>
 #include <openssl/err.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <climits>
 
@@ -71,7 +69,6 @@ std::unique_ptr<SslTransport> SslTransport::wrap(SSL_CTX* context, int fd, SslTi
 }
 
 bool SslTransport::prepare(SSL_CTX* context) {
-    wakeUp = FileDescriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     ssl.reset(SSL_new(context));
     BIO* bio = ssl ? makeSocketBio(socketNumber) : nullptr;
     if (bio != nullptr) {
@@ -79,7 +76,7 @@ bool SslTransport::prepare(SSL_CTX* context) {
         SSL_set_accept_state(ssl.get());
     }
     ERR_clear_error();
-    return wakeUp && bio != nullptr;
+    return bio != nullptr;
 }
 
 void SslTransport::adopt(int fd) {
@@ -129,7 +126,6 @@ void SslTransport::close() {
         return;
     }
     sayGoodbye();
-    static_cast<void>(::eventfd_write(wakeUp.get(), 1));
     static_cast<void>(::shutdown(socket.get(), SHUT_RDWR));
 }
 
@@ -211,11 +207,12 @@ short SslTransport::attempt(Step step) {
     }
 }
 
+// A socket that is shut down is ready at once, whatever it is watched for.
 // @return false when the deadline is over or the transport is closed.
 bool SslTransport::await(short events, Clock::time_point deadline) const {
-    std::array<pollfd, 2> watched{{{socket.get(), events, 0}, {wakeUp.get(), POLLIN, 0}}};
+    pollfd watched{socket.get(), events, 0};
     for (;;) {
-        const int ready = ::poll(watched.data(), watched.size(), remainingTime(deadline));
+        const int ready = ::poll(&watched, 1, remainingTime(deadline));
         if (ready > 0) {
             return !closed && Clock::now() < deadline;
         }

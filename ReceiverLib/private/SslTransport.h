@@ -29,12 +29,12 @@ struct SslTimeLimits {
 ///
 /// Any number of threads may read, write and close at once. The socket is non-blocking; `mutex` guards the
 /// TLS state and is never held while waiting. Writers take turns, since a half-sent record must be finished
-/// before the next begins. close() never waits; it wakes whoever waits.
+/// before the next begins. close() never waits; shutting the socket down wakes whoever waits.
 class SslTransport : public TransportInputOutput {
 public:
     /// @param context shared by reference count; may be released while the transport lives.
-    /// @return empty when `fd` is no stream socket or descriptors run out; `fd` is then untouched. Otherwise
-    ///         the transport owns it.
+    /// @return empty when `fd` is no stream socket; `fd` is then untouched. Otherwise the transport owns it. It
+    ///         needs no further descriptor.
     static std::unique_ptr<SslTransport> wrap(SSL_CTX* context, int fd, SslTimeLimits timeLimits);
 
     /// Closes. No other call may be under way.
@@ -77,7 +77,6 @@ private:
     const SslTimeLimits limits;
     int socketNumber = -1;  // what `socket` holds, for the BIO
     FileDescriptor socket;
-    FileDescriptor wakeUp;  // an eventfd, set once by close()
 
     std::atomic<bool> closed{false};
 

@@ -6,15 +6,18 @@
 
 namespace wifi_projection_protocol {
 
-Supervisor::Supervisor() : thread([this] { supervise(); }) {}
+Supervisor::Supervisor(std::size_t threadLimit, std::chrono::milliseconds waitForRoom)
+    : maxThreads(threadLimit), roomTime(waitForRoom), thread([this] { supervise(); }) {}
 
 Supervisor::~Supervisor() {
     stop();
 }
 
 bool Supervisor::start(std::shared_ptr<Supervised> work) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (stopping) {
+    Lock lock(mutex);
+    const auto hasRoom = [this] { return entries.size() < maxThreads; };
+    changed.wait_for(lock, roomTime, [&] { return stopping || hasRoom(); });
+    if (stopping || !hasRoom()) {
         return false;
     }
     entries.emplace_back();
@@ -86,6 +89,7 @@ void Supervisor::joinEnded(Lock& lock) {
         }
         entry = next;
     }
+    changed.notify_all();  // there is room
     lock.unlock();
     for (Entry& entry : ended) {
         entry.thread.join();

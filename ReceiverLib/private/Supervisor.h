@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
+#include <limits>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -37,14 +39,17 @@ public:
 /// start() and recheck(), supervised ones included; stop() is called from outside.
 class Supervisor {
 public:
-    Supervisor();
+    /// @param threadLimit most works at a time, those included that are ending.
+    /// @param waitForRoom how long a start waits until there are fewer.
+    explicit Supervisor(std::size_t threadLimit = std::numeric_limits<std::size_t>::max(),
+                        std::chrono::milliseconds waitForRoom = {});
     ~Supervisor();
 
     Supervisor(const Supervisor&) = delete;
     Supervisor& operator=(const Supervisor&) = delete;
 
     /// Runs `work` on a new thread and shares its ownership until that thread is joined.
-    /// @return false when stopped or when there is no thread to be had; it has not run then.
+    /// @return false when stopped, when there is no room or no thread to be had; it has not run then.
     bool start(std::shared_ptr<Supervised> work);
 
     /// A deadline has changed.
@@ -68,6 +73,9 @@ private:
     void endLate(Lock& lock);
     Supervised::Clock::time_point nextDeadline() const;
     void finish(Entries::iterator entry);
+
+    const std::size_t maxThreads;
+    const std::chrono::milliseconds roomTime;
 
     std::mutex mutex;
     std::condition_variable changed;

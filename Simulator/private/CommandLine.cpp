@@ -9,10 +9,13 @@ namespace simulator {
 namespace {
 
 constexpr int kUsageError = 2;
+constexpr double kSoakMinutes = 30;
+constexpr double kMillisecondsPerMinute = 60000;
 
 /// Options as they stand on the command line; those left out do not override the scenario.
 struct RoadFlags {
     std::optional<int> phones;
+    std::optional<int> rounds;
     std::optional<std::string> tls;
     std::string scenarioFile;
 };
@@ -28,7 +31,8 @@ void addPhone(CLI::App& app, PhoneIdentity& phone) {
     command->add_option("--description", phone.description, "Its description");
 }
 
-void addReceiver(CLI::App& command, RoadOptions& road) {
+/// Which processes there are and what becomes of their output.
+void addProcesses(CLI::App& command, RoadOptions& road) {
     command.add_option("--receiver", road.receiver, "The receiver's program")
         ->check(CLI::ExistingFile)
         ->capture_default_str();
@@ -37,7 +41,6 @@ void addReceiver(CLI::App& command, RoadOptions& road) {
                     "A program, such as an emulator, that gets each process's program and arguments to run")
         ->check(CLI::ExistingFile);
     command.add_option("--keep-log", road.keepLog, "Keep the output of every process in this directory");
-    command.add_flag("--verbose", road.verbose, "Show every line of every process");
 }
 
 void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
@@ -45,13 +48,16 @@ void addRoad(CLI::App& app, RoadOptions& road, RoadFlags& flags) {
         app.add_subcommand("road", "Start the receiver and its peers and take phones along the whole road");
     command->add_option("--phones", flags.phones, "How many phones, each from a loopback address of its own")
         ->check(CLI::Range(1, Scenario::kMostPhones));
+    command->add_option("--rounds", flags.rounds, "How often the phones take the road, with one receiver")
+        ->check(CLI::Range(1, Scenario::kMostRounds));
     command
         ->add_option("--tls", flags.tls,
                      "Where the receiver gets its TLS material from: configured, requested")
         ->check(CLI::IsMember({"configured", "requested"}));
     command->add_option("--scenario", flags.scenarioFile, "Read the course from this JSON file")
         ->check(CLI::ExistingFile);
-    addReceiver(*command, road);
+    addProcesses(*command, road);
+    command->add_flag("--verbose", road.verbose, "Show every line of every process");
 }
 
 void addTorture(CLI::App& app, RoadOptions& road, TortureOptions& torture, std::string& pointsFile) {
@@ -68,7 +74,18 @@ void addTorture(CLI::App& app, RoadOptions& road, TortureOptions& torture, std::
         ->check(CLI::IsMember({"controller", "bluetooth", "phone 1"}));
     command->add_option("--growth", torture.growthKiB, "The most KiB that the receiver may grow by one kill")
         ->capture_default_str();
-    addReceiver(*command, road);
+    addProcesses(*command, road);
+    command->add_flag("--verbose", road.verbose, "Show every line of every process");
+}
+
+void addSoak(CLI::App& app, CommandLine& line, double& minutes) {
+    CLI::App* const command = app.add_subcommand(
+        "soak",
+        "Mix everything in one receiver for a long time: phones that come and go, strangers, commands");
+    command->add_option("--minutes", minutes, "How long, 30 if left out")->check(CLI::PositiveNumber);
+    command->add_option("--seed", line.soak.seed, "Of the order in which things happen")
+        ->capture_default_str();
+    addProcesses(*command, line.road);
 }
 
 Scenario readScenario(const std::string& file) {
@@ -82,6 +99,7 @@ Scenario readScenario(const std::string& file) {
 Scenario scenarioOf(const RoadFlags& flags) {
     Scenario scenario = flags.scenarioFile.empty() ? Scenario::ordinary() : readScenario(flags.scenarioFile);
     scenario.phones = flags.phones.value_or(scenario.phones);
+    scenario.rounds = flags.rounds.value_or(scenario.rounds);
     if (flags.tls) {
         scenario.tls = tlsSourceOf(*flags.tls);
     }
@@ -96,10 +114,13 @@ Role roleOf(const CLI::App& app) {
     if (name == "bluetooth") {
         return Role::kBluetooth;
     }
+    if (name == "phone") {
+        return Role::kPhone;
+    }
     if (name == "torture") {
         return Role::kTorture;
     }
-    return name == "phone" ? Role::kPhone : Role::kRoad;
+    return name == "soak" ? Role::kSoak : Role::kRoad;
 }
 
 }  // namespace
@@ -122,6 +143,8 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
     addRoad(app, result.road, flags);
     std::string pointsFile;
     addTorture(app, result.road, result.torture, pointsFile);
+    double minutes = kSoakMinutes;
+    addSoak(app, result, minutes);
     try {
         std::reverse(arguments.begin(), arguments.end());
         app.parse(arguments);
@@ -130,12 +153,13 @@ std::optional<CommandLine> CommandLine::parse(std::vector<std::string> arguments
         if (!result.road.runWith.empty()) {
             result.road.runWith = std::filesystem::absolute(result.road.runWith).string();
         }
-        result.road.scenario = scenarioOf(flags);
+        result.road.scenario = result.role == Role::kSoak ? Soak::scenario() : scenarioOf(flags);
         if (result.role == Role::kTorture) {
             // The receiver asks for its TLS material, which makes one point more.
             result.road.scenario.tls = TlsSource::kRequested;
             result.torture.points = parseKillPoints(readFile(pointsFile));
         }
+        result.soak.time = Milliseconds(static_cast<std::int64_t>(minutes * kMillisecondsPerMinute));
         return result;
     } catch (const CLI::ParseError& error) {
         exitStatus = app.exit(error, output, errors) == 0 ? 0 : kUsageError;

@@ -39,6 +39,8 @@ int run(const CommandLine& commandLine) {
             return runPeer<PhonePeer>(commandLine.phone);
         case Role::kTorture:
             return KillTorture(commandLine.road, commandLine.torture, std::cout).run();
+        case Role::kSoak:
+            return Soak(commandLine.road, commandLine.soak, std::cout).run();
         case Role::kRoad:
             break;
     }

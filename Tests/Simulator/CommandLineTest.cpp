@@ -113,6 +113,8 @@ TEST_F(CommandLineTest, WrongValuesAreUsageErrors) {
                                                {"fly"},
                                                {"road", "--phones", "0"},
                                                {"road", "--phones", "255"},
+                                               {"road", "--rounds", "0"},
+                                               {"soak", "--minutes", "0"},
                                                {"road", "--tls", "maybe"},
                                                {"road", "--scenario", "missing.json"},
                                                {"road", "--receiver", "missing"},

@@ -91,7 +91,8 @@ void PhonePeer::connectTcp(const Json& order) {
          textField(order, "bind")},
         mannerOf(order),
         {textField(order, "certificate"), textField(order, "privateKey"), textField(order, "caCertificate")},
-        Deadline(Milliseconds(numberField(order, "patience_ms", 0, 0, kLongestDelayMs)))};
+        Deadline(Milliseconds(numberField(order, "patience_ms", 0, 0, kLongestDelayMs))),
+        boolField(order, "greet", false) ? std::make_optional(order) : std::nullopt};
     loop.cancel(tcpRetry);
     events.report(
         "tcp-connecting",
@@ -105,9 +106,7 @@ void PhonePeer::openTcp(const TcpAttempt& attempt) {
     tcp = std::make_unique<TcpLink>(
         loop, attempt.address, attempt.manner, attempt.credentials,
         TcpLink::Handlers{[this] { onTcpConnected(); },
-                          [this](const std::string& version) {
-                              events.report("tls-done", {{"version", version}});
-                          },
+                          [this, attempt](const std::string& version) { onTlsDone(attempt, version); },
                           [this](std::string_view plain) { onBytes(Way::kTcp, plain); },
                           [this, attempt](const std::string& reason) { onTcpEnded(attempt, reason); }});
 }
@@ -115,6 +114,13 @@ void PhonePeer::openTcp(const TcpAttempt& attempt) {
 void PhonePeer::onTcpConnected() {
     tcpConnected = true;
     events.report("tcp-connected");
+}
+
+void PhonePeer::onTlsDone(const TcpAttempt& attempt, const std::string& version) {
+    events.report("tls-done", {{"version", version}});
+    if (attempt.greeting) {
+        sendHello(*attempt.greeting);
+    }
 }
 
 void PhonePeer::sendHello(const Json& order) {

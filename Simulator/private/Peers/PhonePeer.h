@@ -42,6 +42,7 @@ private:
         TcpManner manner = TcpManner::kTls;
         TlsCredentials credentials;
         Deadline patience;
+        std::optional<Json> greeting;  ///< the order "hello" to obey as soon as TLS is done
     };
 
     static Way wayOf(const Json& order);
@@ -51,6 +52,7 @@ private:
     void connectTcp(const Json& order);
     void openTcp(const TcpAttempt& attempt);
     void onTcpConnected();
+    void onTlsDone(const TcpAttempt& attempt, const std::string& version);
     void sendHello(const Json& order);
     void sendWifiVersion(const Json& order);
     void sendWifiStatus(const Json& order);

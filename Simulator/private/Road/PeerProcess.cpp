@@ -53,6 +53,12 @@ std::optional<PeerEvent> PeerProcess::take(const Expectation& expectation) {
     return event;
 }
 
+void PeerProcess::forgetAll() {
+    if (!endReported) {
+        events.clear();
+    }
+}
+
 void PeerProcess::checkEnd() {
     waitStatus = child.poll();
     reportEnd();

@@ -33,7 +33,6 @@ public:
     PeerProcess(PollLoop& loop, std::string peerName, const Program& program, LineHandler lineHandler);
 
     const std::string& name() const { return processName; }
-
     pid_t id() const { return child.id(); }
 
     /// Sends an order; one to a process that has ended is dropped.
@@ -42,8 +41,8 @@ public:
     /// The oldest event that matches, which is gone from here then.
     std::optional<PeerEvent> take(const Expectation& expectation);
 
-    /// Drops what it has reported; its end is noticed all the same.
-    void forgetAll() { events.clear(); }
+    /// Drops what it has reported, its end left out.
+    void forgetAll();
 
     /// Notices its end; to be called when a child has ended.
     void checkEnd();

@@ -16,6 +16,8 @@ namespace {
 
 constexpr const char* kRefusal = "{\"event\":\"order-refused\"";
 constexpr const char* kHandled = "01";
+constexpr int kSettledSamples = 10;
+constexpr Milliseconds kSamplePeriod{20};
 
 }  // namespace
 
@@ -38,6 +40,13 @@ Road::Road(const RoadOptions& roadOptions, std::ostream& output)
         std::filesystem::create_directories(options.keepLog);
     }
     writeTlsFiles(directory);
+}
+
+void Road::beginRound(int number) {
+    currentRound = number;
+    for (const auto& [name, child] : processes) {
+        child->forgetAll();
+    }
 }
 
 void Road::launch(const std::string& name) {
@@ -72,6 +81,11 @@ PeerEvent Road::await(const Expectation& expectation) {
     }
 }
 
+std::optional<PeerEvent> Road::look(const Expectation& expectation) {
+    loop.step(Milliseconds(0));
+    return process(expectation.from).take(expectation);
+}
+
 PeerEvent Road::prove(const Expectation& expectation) {
     PeerEvent event = await(expectation);
     proof.push_back(event.time);
@@ -92,8 +106,7 @@ void Road::forgetAll() {
 }
 
 void Road::refuse(const Expectation& expectation, const std::string& complaint) {
-    loop.step(Milliseconds(0));
-    if (process(expectation.from).take(expectation)) {
+    if (look(expectation)) {
         throw StageFailure(complaint, expectation.from);
     }
 }
@@ -121,11 +134,30 @@ StageTimes Road::takeProof() {
     return times;
 }
 
-void Road::pause(Milliseconds duration) {
-    const Deadline deadline(duration);
-    do {
+ProcessFigures Road::receiverFigures() const {
+    const auto receiver = processes.find(kReceiver);
+    return receiver == processes.end() ? ProcessFigures{} : ProcessFigures::of(receiver->second->id());
+}
+
+ProcessFigures Road::settledFigures() {
+    const Deadline deadline(options.scenario.limit);
+    ProcessFigures settled = receiverFigures();
+    for (int same = 0; same < kSettledSamples && !deadline.passed(); ++same) {
+        idle(kSamplePeriod);
+        const ProcessFigures now = receiverFigures();
+        if (now.descriptors != settled.descriptors || now.threads != settled.threads) {
+            same = 0;
+        }
+        settled = now;
+    }
+    return settled;
+}
+
+void Road::idle(Milliseconds time) {
+    const Deadline deadline(time);
+    while (!deadline.passed()) {
         loop.step(deadline.remaining());
-    } while (!deadline.passed());
+    }
 }
 
 void Road::describeProcesses(const std::string& about, std::ostream& output) const {

@@ -13,6 +13,7 @@
 #include "Simulator/private/Io/PollLoop.h"
 #include "Simulator/private/Road/PeerProcess.h"
 #include "Simulator/private/Road/PrivateDirectory.h"
+#include "Simulator/private/Road/ProcessFigures.h"
 #include "Simulator/private/Road/RoadPhone.h"
 #include "Simulator/private/Road/Scenario.h"
 #include "Simulator/private/Road/SignalWatch.h"
@@ -56,6 +57,10 @@ public:
     const Scenario& scenario() const { return options.scenario; }
     const std::vector<RoadPhone>& phones() const { return roadPhones; }
 
+    /// The round under way, from 1. Beginning one drops the events left of the last one.
+    int round() const { return currentRound; }
+    void beginRound(int number);
+
     /// Starts the process of this name (the receiver, a peer or a phone), in place of one already there.
     void launch(const std::string& name);
 
@@ -64,6 +69,9 @@ public:
 
     /// Waits for an event, which is taken. @throws StageFailure
     PeerEvent await(const Expectation& expectation);
+
+    /// Takes an event that may be there. @return empty when it is not.
+    std::optional<PeerEvent> look(const Expectation& expectation);
 
     /// As await, and the event's time counts for the stage.
     PeerEvent prove(const Expectation& expectation);
@@ -83,13 +91,23 @@ public:
     /// When the events of the stage were reported; now when none counted. The next stage begins empty.
     StageTimes takeProof();
 
-    /// Lets time pass, in which the processes report.
-    void pause(Milliseconds duration);
-
-    pid_t processId(const std::string& name) { return process(name).id(); }
-
     /// Whether SIGINT or SIGTERM has come.
     bool isInterrupted() const { return interrupted; }
+
+    /// The directory that the processes run in, with their sockets.
+    const std::string& workingDirectory() const { return directory.path(); }
+
+    /// The process's id. @throws StageFailure when there is no process of this name.
+    pid_t processId(const std::string& name) { return process(name).id(); }
+
+    /// What the receiver costs now; all 0 when it does not run.
+    ProcessFigures receiverFigures() const;
+
+    /// What it costs once that stays as it is: what a phone leaves behind goes a moment after it.
+    ProcessFigures settledFigures();
+
+    /// Takes what the processes report, for so long.
+    void idle(Milliseconds time);
 
     /// The last lines of the processes that tell most about a failure: the one named, and those of the head
     /// unit.
@@ -111,6 +129,7 @@ private:
     PollLoop loop;
     SignalWatch signals;
     std::vector<double> proof;
+    int currentRound = 1;
     std::optional<std::string> abandoned;  // why no wait makes sense any more
     bool interrupted = false;
     std::map<std::string, std::unique_ptr<PeerProcess>> processes;

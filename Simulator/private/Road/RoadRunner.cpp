@@ -1,5 +1,6 @@
 #include "Simulator/private/Road/RoadRunner.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 
@@ -9,13 +10,47 @@ namespace simulator {
 
 namespace {
 
-std::vector<ScenarioStage> courseOf(const Scenario& scenario) {
+constexpr const char* kLastStage = "terminate";
+
+std::vector<ScenarioStage> oneRoundOf(const Scenario& scenario) {
     if (!scenario.course.empty()) {
         return scenario.course;
     }
     std::vector<ScenarioStage> course;
     for (const std::string& name : wholeRoad(scenario.tls)) {
-        course.push_back({name, true, {}, {}});
+        ScenarioStage stage;
+        stage.name = name;
+        stage.isBuiltIn = true;
+        course.push_back(stage);
+    }
+    return course;
+}
+
+/// What belongs to the receiver's life rather than to a phone's is in the first round, its end in the last.
+bool belongsTo(int round, const ScenarioStage& stage, int rounds) {
+    if (!stage.isBuiltIn || !findRoadStage(stage.name)->onceForAll) {
+        return true;
+    }
+    return round == (stage.name == kLastStage ? rounds : 1);
+}
+
+std::vector<ScenarioStage> courseOf(const Scenario& scenario) {
+    const std::vector<ScenarioStage> once = oneRoundOf(scenario);
+    std::vector<ScenarioStage> course;
+    for (int round = 1; round <= scenario.rounds; ++round) {
+        ScenarioStage* last = nullptr;
+        for (const ScenarioStage& stage : once) {
+            if (belongsTo(round, stage, scenario.rounds)) {
+                course.push_back(stage);
+                course.back().round = round;
+            }
+        }
+        for (ScenarioStage& stage : course) {
+            last = stage.round == round && stage.name != kLastStage ? &stage : last;
+        }
+        if (last != nullptr) {
+            last->endsRound = true;
+        }
     }
     return course;
 }
@@ -29,12 +64,14 @@ std::vector<std::string> namesOf(const std::vector<ScenarioStage>& course) {
 }
 
 /// The stage's name and, of a stage that the road knows, the messages that make it.
-std::string labelOf(const ScenarioStage& stage) {
+std::string labelOf(const ScenarioStage& stage, int rounds) {
     const RoadStage* known = stage.isBuiltIn ? findRoadStage(stage.name) : nullptr;
+    const std::string label =
+        rounds == 1 ? stage.name : "round " + std::to_string(stage.round) + ": " + stage.name;
     if (known == nullptr || *known->messages == '\0') {
-        return stage.name;
+        return label;
     }
-    return stage.name + " (" + known->messages + ")";
+    return label + " (" + known->messages + ")";
 }
 
 std::string secondsText(double seconds) {
@@ -85,7 +122,39 @@ void RoadRunner::takeStage(Road& road, const ScenarioStage& stage) {
     if (const std::optional<std::string> complaint = stages.reach(stage.name, times)) {
         throw StageFailure(*complaint);
     }
-    printReached(labelOf(stage), times);
+    printReached(labelOf(stage, options.scenario.rounds), times);
+    if (options.scenario.rounds > 1) {
+        const ProcessFigures now = road.receiverFigures();
+        peak.descriptors = std::max(peak.descriptors, now.descriptors);
+        peak.threads = std::max(peak.threads, now.threads);
+        if (stage.endsRound) {
+            endRound(road, stage.round);
+        }
+    }
+}
+
+/// Whatever the receiver has told the controller was asked for by a stage.
+void RoadRunner::endRound(Road& road, int round) {
+    figures.push_back(road.settledFigures());
+    out << "[" << secondsText(monotonicSeconds() - begin) << "] round " << round << ": receiver "
+        << figures.back().describe() << "; at most " << peak.descriptors << " descriptors, " << peak.threads
+        << " threads" << std::endl;
+    peak = {};
+    road.refuse({Road::kController, "notification", Json::object(), Json::object(), {}},
+                "the controller was told more than there was to tell");
+    road.beginRound(round + 1);
+}
+
+/// The first round makes what is made once, the second shows it.
+void RoadRunner::printVerdict() {
+    constexpr std::size_t kReference = 1;
+    if (figures.size() <= kReference + 1) {
+        return;
+    }
+    hasGrown = figures.back().exceed(figures[kReference]);
+    out << "road: after " << figures.size() << " rounds the receiver "
+        << (hasGrown ? "has grown: " : "is as after 2: ") << figures[kReference].describe() << " -> "
+        << figures.back().describe() << std::endl;
 }
 
 /// What was reported before the stage's orders is no proof of what they do; a stage without orders waits for
@@ -123,7 +192,8 @@ int RoadRunner::printEnd() {
     }
     out << "road: every stage reached, " << counted(stages.size(), "stage") << " with " << phones << " in"
         << secondsText(monotonicSeconds() - begin) << std::endl;
-    return 0;
+    printVerdict();
+    return hasGrown ? 1 : 0;
 }
 
 }  // namespace simulator

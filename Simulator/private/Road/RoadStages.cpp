@@ -2,124 +2,18 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
-#include "Simulator/private/Road/Road.h"
+#include "Simulator/private/Road/RoadSteps.h"
 
 namespace simulator {
 
 namespace {
 
-constexpr int kStart = 1000;
-constexpr int kSetPort = 1002;
-constexpr int kSetWifi = 1003;
-constexpr int kRfcommConnected = 1004;
-constexpr int kRfcommDisconnected = 1005;
-constexpr int kStartProjection = 1006;
-constexpr int kStopStart = 1007;
-constexpr int kReplyCanStart = 1008;
-constexpr int kAddDevice = 1009;
-constexpr int kDeleteDevice = 1010;
-constexpr int kKeyAnswer = 1011;
-constexpr int kTerminate = 1;
-constexpr int kReady = 2000;
-constexpr int kStartResponse = 2002;
-constexpr int kMayItStart = 2003;
-constexpr int kWifiStatus = 2004;
-constexpr int kConnected = 2005;
-constexpr int kLost = 2006;
-constexpr int kKeyRequest = 2007;
-
-constexpr int kStartReason = 1;
-constexpr int kStartResult = 1;     // what the phone answers; 0 stands for no answer
 constexpr int kCanStartAnswer = 1;  // what the controller answers
 constexpr int kWifiJoined = 0;
-constexpr const char* kWifiText = "joined";
-constexpr int kConnectPatienceMs = 5000;       // the receiver's server opens a moment after the protocol
+constexpr std::size_t kPhonesAtATime = 8;      // the receiver's server has a queue of ten
 constexpr Milliseconds kTerminateLimit{5000};  // ordinarily about 100 ms; a busy machine stalls any process
-
-Expectation event(const std::string& from, const std::string& name, const Json& where = Json::object()) {
-    return {from, name, where, Json::object(), Milliseconds(0)};
-}
-
-Expectation notification(int message, const RoadPhone& phone, const Json& where = Json::object()) {
-    Json fields = {{"message", message}, {"btDeviceId", phone.device}};
-    fields.update(where);
-    return event(Road::kController, "notification", fields);
-}
-
-Json withMessage(int message, const Json& fields) {
-    Json all = {{"message", message}};
-    all.update(fields);
-    return all;
-}
-
-void commandFor(Road& road, int message, const RoadPhone& phone, const Json& fields = Json::object()) {
-    Json all = {{"message", message}, {"btDeviceId", phone.device}};
-    all.update(fields);
-    road.command(all);
-}
-
-/// The material for the receiver, as files of the working directory.
-Json keyMaterial() {
-    return {{"sslCertificate", "@receiver.pem"},
-            {"sslPrivateKey", "@receiver.key"},
-            {"sslCaCertificate", "@ca.pem"}};
-}
-
-/// The settings that a phone has to be told, on either way.
-Json expectedSettings(const Road& road, const char* way) {
-    const Scenario& scenario = road.scenario();
-    Json settings = scenario.wifi;
-    settings["link"] = way;
-    settings["host"] = scenario.projectionPort["ipAddress"];
-    settings["port"] = scenario.projectionPort["port"];
-    settings["channelType"] = scenario.protocol["channelType"];
-    settings["channelList"] = scenario.protocol["channelList"];
-    return settings;
-}
-
-// Steps that several stages take.
-
-/// The phone's RFCOMM channel has to stand on both sides before the phone says hello: what comes earlier is
-/// lost.
-void connectRfcomm(Road& road, const RoadPhone& phone) {
-    road.forget(event(phone.name, "rfcomm-closed"));
-    road.order(phone.name, {{"order", "connect-rfcomm"}});
-    road.await(event(Road::kBluetooth, "phone-linked", {{"btDeviceId", phone.device}}));
-    commandFor(road, kRfcommConnected, phone);
-    road.order(phone.name, {{"order", "hello"}, {"link", "rfcomm"}});
-}
-
-void proveSettings(Road& road, const RoadPhone& phone, const char* way) {
-    road.prove(event(phone.name, "settings", expectedSettings(road, way)));
-}
-
-void connectTcp(Road& road, const RoadPhone& phone) {
-    for (const char* const earlier : {"tcp-connecting", "tcp-connected", "tls-done", "tcp-closed"}) {
-        road.forget(event(phone.name, earlier));
-    }
-    road.order(phone.name, {{"order", "connect-tcp"},
-                            {"port", 30516},
-                            {"bind", phone.address},
-                            {"patience_ms", kConnectPatienceMs},
-                            {"certificate", "@phone.pem"},
-                            {"privateKey", "@phone.key"},
-                            {"caCertificate", "@ca.pem"}});
-}
-
-void secureTcp(Road& road, const RoadPhone& phone) {
-    road.prove(event(phone.name, "tls-done"));
-    road.order(phone.name, {{"order", "hello"}, {"link", "tcp"}});
-}
-
-void proveReady(Road& road, const RoadPhone& phone) {
-    road.prove(notification(kReady, phone, {{"phoneInfo1", phone.clientId}, {"phoneInfo2", phone.name}}));
-}
-
-void startPhone(Road& road, const RoadPhone& phone) {
-    commandFor(road, kStartProjection, phone, {{"reason", kStartReason}});
-    road.prove(event(phone.name, "start", {{"reason", kStartReason}}));
-}
 
 // The stages, in the order of the road.
 
@@ -180,24 +74,30 @@ void rfcommConnected(Road& road) {
 void wifiStatus(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
         road.order(phone.name, {{"order", "wifi-version"}, {"link", "rfcomm"}, {"accepted", true}});
-        road.order(
-            phone.name,
-            {{"order", "wifi-status"}, {"link", "rfcomm"}, {"status", kWifiJoined}, {"text", kWifiText}});
+        road.order(phone.name, {{"order", "wifi-status"},
+                                {"link", "rfcomm"},
+                                {"status", kWifiJoined},
+                                {"text", wordsOf(road, phone)}});
     }
     for (const RoadPhone& phone : road.phones()) {
-        road.prove(notification(kWifiStatus, phone, {{"status", kWifiJoined}, {"text", kWifiText}}));
+        road.prove(
+            notification(kWifiStatus, phone, {{"status", kWifiJoined}, {"text", wordsOf(road, phone)}}));
     }
 }
 
 /// What counts is when the phone began to connect: it may hear of its success later than the receiver's
 /// question for TLS material goes out.
 void tcpConnected(Road& road) {
-    for (const RoadPhone& phone : road.phones()) {
-        connectTcp(road, phone);
-    }
-    for (const RoadPhone& phone : road.phones()) {
-        road.prove(event(phone.name, "tcp-connecting"));
-        road.await(event(phone.name, "tcp-connected"));
+    const std::vector<RoadPhone>& phones = road.phones();
+    for (std::size_t begin = 0; begin < phones.size(); begin += kPhonesAtATime) {
+        const std::size_t end = std::min(begin + kPhonesAtATime, phones.size());
+        for (std::size_t i = begin; i < end; ++i) {
+            connectTcp(road, phones[i]);
+        }
+        for (std::size_t i = begin; i < end; ++i) {
+            road.prove(event(phones[i].name, "tcp-connecting"));
+            road.await(event(phones[i].name, "tcp-connected"));
+        }
     }
 }
 
@@ -209,9 +109,6 @@ void keyFetched(Road& road) {
 void tcpAccepted(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
         secureTcp(road, phone);
-    }
-    for (const RoadPhone& phone : road.phones()) {
-        proveSettings(road, phone, "tcp");
     }
     road.refuse(event(Road::kController, "notification", {{"message", kKeyRequest}}),
                 "the receiver asked for TLS material that it has");
@@ -248,9 +145,9 @@ void connected(Road& road) {
 /// One phone after the other: a second start would end the first.
 void start(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
-        road.order(phone.name, {{"order", "answer-start"}, {"result", kStartResult}});
+        road.order(phone.name, {{"order", "answer-start"}, {"result", startResultOf(road, phone)}});
         startPhone(road, phone);
-        road.prove(notification(kStartResponse, phone, {{"result", kStartResult}}));
+        road.prove(notification(kStartResponse, phone, {{"result", startResultOf(road, phone)}}));
     }
 }
 
@@ -270,17 +167,16 @@ void startStopped(Road& road) {
 
 void startAgain(Road& road) {
     for (const RoadPhone& phone : road.phones()) {
-        road.order(phone.name, {{"order", "answer-start"}, {"result", kStartResult}});
+        road.order(phone.name, {{"order", "answer-start"}, {"result", startResultOf(road, phone)}});
         connectRfcomm(road, phone);
         proveSettings(road, phone, "rfcomm");
         connectTcp(road, phone);
         secureTcp(road, phone);
-        proveSettings(road, phone, "tcp");
         road.order(phone.name, {{"order", "ready"}});
         proveReady(road, phone);
         road.prove(notification(kConnected, phone));
         startPhone(road, phone);
-        road.prove(notification(kStartResponse, phone, {{"result", kStartResult}}));
+        road.prove(notification(kStartResponse, phone, {{"result", startResultOf(road, phone)}}));
         road.refuse(event(Road::kBluetooth, "disconnect-spp", {{"btDeviceId", phone.device}}),
                     "the stopped start dropped the RFCOMM link more than once");
     }
@@ -311,23 +207,23 @@ void terminate(Road& road) {
 }
 
 constexpr std::array<RoadStage, 17> kStages{{
-    {"process up", "", false, processUp},
-    {"protocol started", "1000", false, protocolStarted},
-    {"settings", "1002, 1003", false, settings},
-    {"device", "1009", false, device},
-    {"RFCOMM connected", "1004", false, rfcommConnected},
-    {"Wi-Fi status", "2004", false, wifiStatus},
-    {"TCP connected", "", false, tcpConnected},
-    {"key fetched", "2007, 1011", true, keyFetched},
-    {"TCP accepted", "", false, tcpAccepted},
-    {"may it start", "2003, 1008", false, mayItStart},
-    {"ready", "2000", false, ready},
-    {"connected", "2005", false, connected},
-    {"start", "1006, 2002", false, start},
-    {"start stopped", "1006, 1007, 2002", false, startStopped},
-    {"start again", "1006, 2002", false, startAgain},
-    {"loss", "2006", false, loss},
-    {"terminate", "1", false, terminate},
+    {"process up", "", false, true, processUp},
+    {"protocol started", "1000", false, true, protocolStarted},
+    {"settings", "1002, 1003", false, true, settings},
+    {"device", "1009", false, false, device},
+    {"RFCOMM connected", "1004", false, false, rfcommConnected},
+    {"Wi-Fi status", "2004", false, false, wifiStatus},
+    {"TCP connected", "", false, false, tcpConnected},
+    {"key fetched", "2007, 1011", true, true, keyFetched},
+    {"TCP accepted", "", false, false, tcpAccepted},
+    {"may it start", "2003, 1008", false, false, mayItStart},
+    {"ready", "2000", false, false, ready},
+    {"connected", "2005", false, false, connected},
+    {"start", "1006, 2002", false, false, start},
+    {"start stopped", "1006, 1007, 2002", false, false, startStopped},
+    {"start again", "1006, 2002", false, false, startAgain},
+    {"loss", "2006", false, false, loss},
+    {"terminate", "1", false, true, terminate},
 }};
 
 }  // namespace

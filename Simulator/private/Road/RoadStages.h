@@ -15,6 +15,7 @@ struct RoadStage {
     const char* name;
     const char* messages;  ///< the ids of the messages that make it, empty when it takes none
     bool onlyRequested;    ///< only on the road on which the receiver asks for its TLS material
+    bool onceForAll;       ///< only in the first round, or in the last
     void (*take)(Road& road);
 };
 

@@ -82,12 +82,13 @@ Scenario Scenario::ordinary() {
 }
 
 Scenario Scenario::parse(const std::string& text) {
-    static constexpr std::array<const char*, 8> kFields{"comment",  "phones", "tls",  "limit_ms",
-                                                        "protocol", "port",   "wifi", "course"};
+    static constexpr std::array<const char*, 9> kFields{"comment",  "phones", "rounds", "tls",   "limit_ms",
+                                                        "protocol", "port",   "wifi",   "course"};
     const Json object = parseJson(text);
     allowOnly(object, kFields, "the scenario");
     Scenario scenario = ordinary();
     scenario.phones = static_cast<int>(numberField(object, "phones", 1, 1, kMostPhones));
+    scenario.rounds = static_cast<int>(numberField(object, "rounds", 1, 1, kMostRounds));
     scenario.tls = tlsSourceOf(textField(object, "tls", "configured"));
     scenario.limit =
         Milliseconds(numberField(object, "limit_ms", scenario.limit.count(), 1, kLongestLimitMs));

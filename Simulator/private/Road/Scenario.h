@@ -26,13 +26,17 @@ struct ScenarioStage {
     bool isBuiltIn = false;
     std::vector<ScenarioOrder> orders;
     std::vector<Expectation> expectations;
+    int round = 1;           ///< on the way, when the road is taken more than once
+    bool endsRound = false;  ///< likewise: the last one of its round but for the end of the receiver
 };
 
 /// The course of a road: how many phones, what the head unit tells them, and which stages in which order.
 struct Scenario {
     static constexpr int kMostPhones = 254;
+    static constexpr int kMostRounds = 10000;
 
     int phones = 1;
+    int rounds = 1;  ///< how often the phones take the road, with one receiver
     TlsSource tls = TlsSource::kConfigured;
     Milliseconds limit{10000};             ///< for each wait
     Json protocol = Json::object();        ///< fields of the start of the protocol

@@ -26,7 +26,7 @@ KillRun::KillRun(const RoadOptions& options, const KillPoint& killPoint, std::os
 KillCost KillRun::run() {
     take("process up");
     warmUp();
-    const ProcessUsage before = settledUsage();
+    const ProcessFigures before = settledUsage();
     road.forgetAll();
     walkThrough(point.through);
     road.forgetAll();
@@ -49,9 +49,9 @@ KillCost KillRun::run() {
     serveNextPeer();
     stopProtocol();
     awaitUsage(before);
-    const ProcessUsage after = usageOf(road.processId(Road::kReceiver));
+    const ProcessFigures after = road.receiverFigures();
     take("terminate");
-    return {recovery, after, after.memoryKiB - before.memoryKiB};
+    return {recovery, after, static_cast<long>(after.writtenKb) - static_cast<long>(before.writtenKb)};
 }
 
 void KillRun::take(const std::string& stage) {
@@ -145,30 +145,30 @@ void KillRun::serveNextPeer() {
 }
 
 /// The usage that stays the same for a while, with the most waits that were seen.
-ProcessUsage KillRun::settledUsage() {
-    ProcessUsage settled = usageOf(road.processId(Road::kReceiver));
+ProcessFigures KillRun::settledUsage() {
+    ProcessFigures settled = road.receiverFigures();
     int same = 0;
     while (same < kSettledLooks) {
-        road.pause(kLookPeriod);
-        ProcessUsage next = usageOf(road.processId(Road::kReceiver));
-        same = next.isAsMuchAs(settled) ? same + 1 : 0;
+        road.idle(kLookPeriod);
+        ProcessFigures next = road.receiverFigures();
+        same = next.areAsManyAs(settled) ? same + 1 : 0;
         next.waits = same == 0 ? next.waits : std::max(next.waits, settled.waits);
         settled = next;
     }
     return settled;
 }
 
-void KillRun::awaitUsage(const ProcessUsage& expected) {
+void KillRun::awaitUsage(const ProcessFigures& expected) {
     const Deadline deadline(road.scenario().limit);
-    ProcessUsage usage = usageOf(road.processId(Road::kReceiver));
-    while (!usage.isAsMuchAs(expected) || usage.waits > expected.waits) {
+    ProcessFigures usage = road.receiverFigures();
+    while (!usage.areAsManyAs(expected) || usage.waits > expected.waits) {
         if (deadline.passed()) {
             throw StageFailure(
-                "the receiver has " + describe(usage) + ", before the kill " + describe(expected),
+                "the receiver has " + usage.describe() + ", before the kill " + expected.describe(),
                 Road::kReceiver);
         }
-        road.pause(Milliseconds(1));
-        usage = usageOf(road.processId(Road::kReceiver));
+        road.idle(Milliseconds(1));
+        usage = road.receiverFigures();
     }
 }
 

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "Simulator/private/Road/ProcessFigures.h"
 #include "Simulator/private/Road/Road.h"
 #include "Simulator/private/Torture/KillPoint.h"
-#include "Simulator/private/Torture/ProcessUsage.h"
 
 namespace simulator {
 
 /// What one kill has cost.
 struct KillCost {
     Milliseconds recovery{0};  ///< from the kill until the receiver holds no more than before it
-    ProcessUsage usage;        ///< of the receiver then
+    ProcessFigures usage;      ///< of the receiver then
     long memoryGrowthKiB = 0;  ///< of the receiver, compared with the moment before
 };
 
@@ -46,8 +46,8 @@ private:
     void kill();
     void bringBack();
     void serveNextPeer();
-    ProcessUsage settledUsage();
-    void awaitUsage(const ProcessUsage& expected);
+    ProcessFigures settledUsage();
+    void awaitUsage(const ProcessFigures& expected);
 
     const KillPoint& point;
     Road road;

@@ -73,7 +73,7 @@ bool KillTorture::killOnce(const KillPoint& point, PointResult& result) {
 void KillTorture::print(const KillPoint& point, const PointResult& result) {
     out << point.name << ": " << result.passed << " of " << options.rounds
         << " kills survived, recovery at most " << result.worst.recovery.count() << " ms, "
-        << describe(result.worst.usage) << ", memory grown by at most " << result.worst.memoryGrowthKiB
+        << result.worst.usage.describe() << ", memory grown by at most " << result.worst.memoryGrowthKiB
         << " KiB" << std::endl;
 }
 

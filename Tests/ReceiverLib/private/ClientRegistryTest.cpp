@@ -60,7 +60,8 @@ protected:
     }
 
     static constexpr std::size_t kLimit = 4;
-    ClientRegistry registry{kLimit};
+    static constexpr std::size_t kStrangerLimit = 2;
+    ClientRegistry registry{kLimit, kStrangerLimit};
     Link replaced;
 };
 
@@ -216,6 +217,26 @@ TEST_F(ClientRegistryTest, LinksAreLimitedAndANameInUseMakesItsOwnRoom) {
     }
     EXPECT_FALSE(registry.add(std::make_shared<FakeLink>("TCP_9", TransportType::kTcp), replaced));
     EXPECT_TRUE(registry.add(std::make_shared<FakeLink>("TCP_0", TransportType::kTcp), replaced));
+}
+
+TEST_F(ClientRegistryTest, RoomForAStrangerIsMadeByTheOneThatHasWaitedLongest) {
+    add("RFCOMM_1", TransportType::kRfcomm);
+    const Link oldest = add("TCP_2", TransportType::kTcp);
+    add("TCP_1", TransportType::kTcp);
+    EXPECT_EQ(registry.makeRoom(TransportType::kRfcomm), nullptr);
+    EXPECT_EQ(registry.makeRoom(TransportType::kTcp), oldest);
+    EXPECT_EQ(registry.makeRoom(TransportType::kTcp), nullptr);
+    EXPECT_FALSE(join(oldest, "late"));
+}
+
+TEST_F(ClientRegistryTest, StrangerMakesRoomForAnyLinkWhenAllIsFull) {
+    addJoined("TCP_1", TransportType::kTcp, "phone");
+    addJoined("RFCOMM_1", TransportType::kRfcomm, "phone");
+    add("RFCOMM_2", TransportType::kRfcomm);
+    const Link stranger = add("TCP_2", TransportType::kTcp);
+    EXPECT_EQ(registry.makeRoom(TransportType::kRfcomm), stranger);
+    add("RFCOMM_3", TransportType::kRfcomm);
+    EXPECT_EQ(registry.makeRoom(TransportType::kTcp), nullptr);
 }
 
 }  // namespace

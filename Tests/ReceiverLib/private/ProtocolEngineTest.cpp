@@ -374,8 +374,8 @@ TEST_F(ProtocolEngine, TransportBeyondTheLimitIsClosedAndReleasedAtOnce) {
     Limits limits;
     limits.transports = 2;
     makeEngine(limits);
-    Peer first = connect("TCP_1", TransportType::kTcp);
-    Peer second = connect("TCP_2", TransportType::kTcp);
+    Peer first = introduceOnTcp("first", "TCP_1");
+    Peer second = introduceOnTcp("second", "TCP_2");
     Peer third = connect("TCP_3", TransportType::kTcp);
     EXPECT_EQ(third.link->closeCount(), 1);
     EXPECT_EQ(third.link->releaseCount(), 1);
@@ -383,6 +383,37 @@ TEST_F(ProtocolEngine, TransportBeyondTheLimitIsClosedAndReleasedAtOnce) {
     engine->clientDisconnected("TCP_1");
     Peer fourth = connect("TCP_4", TransportType::kTcp);
     EXPECT_EQ(fourth.link->closeCount(), 0);
+}
+
+TEST_F(ProtocolEngine, StrangerThatHasWaitedLongestMakesRoomForAnother) {
+    Limits limits;
+    limits.strangers = 2;
+    makeEngine(limits);
+    Peer known = introduceOnTcp("known", "TCP_0");
+    Peer overRfcomm = connect("RFCOMM_1", TransportType::kRfcomm);
+    Peer first = connect("TCP_1", TransportType::kTcp);
+    Peer second = connect("TCP_2", TransportType::kTcp);
+    EXPECT_EQ(first.link->closeCount(), 0);
+    Peer third = connect("TCP_3", TransportType::kTcp);
+    EXPECT_EQ(first.link->closeCount(), 1);
+    for (const Peer* peer : {&known, &overRfcomm, &second, &third}) {
+        EXPECT_EQ(peer->link->closeCount(), 0);
+    }
+    unit->addKnown("phone");
+    EXPECT_TRUE(second.phone.introduce("phone"));
+}
+
+TEST_F(ProtocolEngine, PhoneGetsThroughACrowdOfStrangers) {
+    Limits limits;
+    limits.strangers = 2;
+    limits.transports = 4;
+    makeEngine(limits);
+    std::vector<Peer> crowd;
+    for (int i = 0; i < 200; ++i) {
+        crowd.push_back(connect("TCP_" + std::to_string(i), TransportType::kTcp));
+    }
+    introduceOnTcp("phone", "TCP_phone");
+    EXPECT_EQ(unit->log().find("no room"), std::string::npos);
 }
 
 TEST_F(ProtocolEngine, EmptyTransportIsIgnored) {

@@ -101,5 +101,31 @@ TEST(Supervisor, RunsManyAtOnce) {
     }
 }
 
+TEST(Supervisor, StartWaitsForRoomAndNoLonger) {
+    Supervisor supervisor(1, milliseconds(100));
+    const auto first = std::make_shared<Work>();
+    const auto second = std::make_shared<Work>();
+    ASSERT_TRUE(supervisor.start(first));
+    const auto begin = Supervised::Clock::now();
+    EXPECT_FALSE(supervisor.start(second));
+    EXPECT_GE(Supervised::Clock::now() - begin, milliseconds(100));
+    EXPECT_EQ(second.use_count(), 1);
+    first->end();
+    supervisor.stop();
+}
+
+TEST(Supervisor, StartTakesTheRoomOfWhatEnds) {
+    Supervisor supervisor(1, kPatience);
+    const auto first = std::make_shared<Work>();
+    const auto second = std::make_shared<Work>();
+    ASSERT_TRUE(supervisor.start(first));
+    auto started = std::async(std::launch::async, [&] { return supervisor.start(second); });
+    EXPECT_EQ(started.wait_for(milliseconds(20)), std::future_status::timeout);
+    first->end();
+    EXPECT_TRUE(started.get());
+    second->end();
+    supervisor.stop();
+}
+
 }  // namespace
 }  // namespace wifi_projection_protocol

@@ -195,6 +195,11 @@ TEST_F(PhonePeerTest, ReportsThatTheReceiverClosed) {
     EXPECT_TRUE(awaitEvent("tcp-closed", {{"reason", "closed by the receiver"}}));
 }
 
+TEST_F(PhonePeerTest, GreetsAsSoonAsTlsIsDoneWhenOrderedTo) {
+    connectTcp({{"greet", true}, {"description", "of this connection"}});
+    EXPECT_TRUE(stepUntil([&] { return tls.received.find("of this connection") != std::string::npos; }));
+}
+
 TEST_F(PhonePeerTest, RefusedConnectionIsReportedAtOnceWithoutPatience) {
     std::uint16_t freePort = 0;
     { freePort = TlsEndpoint(loop, nullptr).port; }

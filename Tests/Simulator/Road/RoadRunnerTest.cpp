@@ -1,10 +1,15 @@
 #include "Simulator/private/Road/RoadRunner.h"
 
+#include <filesystem>
+#include <fstream>
+
 #include "Tests/Simulator/LoopFixture.h"
 #include "Tests/Support/RunWith.h"
 
 namespace simulator {
 namespace {
+
+namespace fs = std::filesystem;
 
 class RoadRunnerTest : public LoopTest {
 protected:
@@ -72,6 +77,32 @@ TEST_F(RoadRunnerTest, ReceiverThatCannotBeStartedFailsTheFirstStage) {
     EXPECT_EQ(run("{}"), 1);
     EXPECT_TRUE(printed("road: stage \"process up\" failed: start /missing/receiver: No such file"))
         << output.str();
+}
+
+TEST_F(RoadRunnerTest, StagesOfThePhonesAreTakenInEachRound) {
+    EXPECT_EQ(run(R"({"rounds":3,"course":[
+        {"stage":"here","orders":[{"to":"road","order":"restart","peer":"controller"}]},{"stage":"there"}]})"),
+              0)
+        << output.str();
+    for (const char* const line : {"] round 1: here\n", "] round 1: there\n", "] round 3: here\n",
+                                   "] round 2: receiver 0.0 MB, 0 descriptors, 0 threads; at most",
+                                   "road: every stage reached, 6 stages with 1 phone in",
+                                   "road: after 3 rounds the receiver is as after 2: 0.0 MB,"}) {
+        EXPECT_TRUE(printed(line)) << line << "\n" << output.str();
+    }
+}
+
+TEST_F(RoadRunnerTest, NotificationLeftAtTheEndOfARoundFailsIt) {
+    const std::string told = R"(echo '{"event":"notification","time":1e9}')";
+    std::ofstream("teller") << "#!/bin/sh\n" << told << "\n" << told << "\nexec sleep 100\n";
+    fs::permissions("teller", fs::perms::owner_all);
+    options.simulator = fs::absolute("teller").string();
+    options.runWith.clear();
+    EXPECT_EQ(run(R"({"rounds":2,"course":[
+        {"stage":"told","orders":[{"to":"road","order":"restart","peer":"controller"}],
+         "expect":[{"from":"controller","event":"notification"}]}]})"),
+              1);
+    EXPECT_TRUE(printed("failed: the controller was told more than there was to tell")) << output.str();
 }
 
 TEST_F(RoadRunnerTest, TimesOfManyPhonesAreTheFirstOnesAndTheLastOnes) {

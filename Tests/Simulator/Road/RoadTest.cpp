@@ -80,19 +80,19 @@ TEST_F(RoadTest, WhatIsForgottenIsNotThereAnyMore) {
     road.launch(Road::kController);
     road.launch(Road::kBluetooth);
     road.await(expect(Road::kBluetooth, "listening"));
-    road.pause(Milliseconds(1));
+    road.idle(Milliseconds(1));
     road.forgetAll();
     road.order(Road::kBluetooth, {{"order", "end"}});
     EXPECT_EQ(road.await(expect(Road::kBluetooth, "exit")).details["status"], 0);
     EXPECT_EQ(failureOf([&] { road.refuse(expect(Road::kBluetooth, "listening"), "it is there"); }), "");
 }
 
-TEST_F(RoadTest, PauseTakesItsTimeAndTheProcessesGoOnMeanwhile) {
+TEST_F(RoadTest, IdleTimeIsTakenAndTheProcessesGoOnMeanwhile) {
     Road road(options, output);
     road.launch(Road::kController);
     EXPECT_GT(road.processId(Road::kController), 0);
     const wpp_test::Stopwatch watch;
-    road.pause(Milliseconds(50));
+    road.idle(Milliseconds(50));
     EXPECT_GE(watch.elapsed(), Milliseconds(49));
     EXPECT_FALSE(road.isInterrupted());
 }

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -38,6 +39,20 @@ TEST(WppReceiverProcess, ItLinksTheReceiverLibraryByItsName) {
     HeadUnit headUnit;
     EXPECT_THAT(headUnit.process().mappedLibrary("libreceiver-lib-4.2.so"),
                 testing::EndsWith("/libreceiver-lib-4.2.so"));
+}
+
+TEST(WppReceiverProcess, ItMayOpenAsManyDescriptorsAsTheSystemLetsIt) {
+    TemporaryDirectory directory;
+    rlimit own{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &own), 0);
+    const rlimit fewer{own.rlim_max - 1, own.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &fewer), 0);
+    ReceiverProcess receiver(directory.path());
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &own), 0);
+    EXPECT_TRUE(waitUntil([&] {
+        rlimit its{};
+        return prlimit(receiver.pid(), RLIMIT_NOFILE, nullptr, &its) == 0 && its.rlim_cur == own.rlim_max;
+    }));
 }
 
 TEST(WppReceiverProcess, TerminateBeforeAnyStartIsAnsweredWithOneAndEndsWithStatusZero) {
