@@ -1,0 +1,365 @@
+#include "Tests/Torture/AllocationHooks.h"
+
+#include <dlfcn.h>
+#include <execinfo.h>
+#include <fcntl.h>
+#include <link.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define WPP_BESIDE_ADDRESS_SANITIZER
+#endif
+#endif
+
+// What really allocates: the sanitizer's allocator, or the C library's own.
+#if defined(WPP_BESIDE_ADDRESS_SANITIZER)
+#include <new>
+#define WPP_REAL(call) __interceptor_##call
+#else
+#define WPP_REAL(call) __libc_##call
+#endif
+
+extern "C" {
+void* WPP_REAL(malloc)(std::size_t size);
+void* WPP_REAL(calloc)(std::size_t count, std::size_t size);
+void* WPP_REAL(realloc)(void* memory, std::size_t size);
+void* WPP_REAL(memalign)(std::size_t alignment, std::size_t size);
+void WPP_REAL(free)(void* memory);
+}
+
+namespace {
+
+using wpp_torture::AllocationControl;
+using wpp_torture::Failing;
+using wpp_torture::Frame;
+using wpp_torture::kMostFrames;
+using wpp_torture::kMostRecords;
+
+// The hooks run before any constructor and after every destructor, so nothing here has one. The initial-exec model
+// keeps a thread's first look at its variable from allocating.
+#define WPP_THREAD_VARIABLE __attribute__((tls_model("initial-exec"))) thread_local
+
+std::atomic<AllocationControl*> control{nullptr};
+std::atomic<bool> mainHasBegun{false};
+std::atomic<std::uint64_t> takenBeforeMain{0};
+WPP_THREAD_VARIABLE unsigned unharmedScopes = 0;
+
+/// The hooks' own frames, which begin every stack.
+constexpr std::size_t kOwnFrames = 2;
+
+using Stack = std::array<void*, kMostFrames + kOwnFrames>;
+
+/// Marks what the hooks themselves allocate, inside the unwinder and the loader.
+struct InsideHook {
+    InsideHook() { ++unharmedScopes; }
+    ~InsideHook() { --unharmedScopes; }
+};
+
+bool locate(void* address, dl_find_object& found) {
+    return _dl_find_object(address, &found) == 0;
+}
+
+std::uint64_t offsetOf(void* address, const dl_find_object& found) {
+    return reinterpret_cast<std::uintptr_t>(address) - found.dlfo_link_map->l_addr;
+}
+
+std::uint64_t mix(std::uint64_t hash, std::uint64_t value) {
+    constexpr std::uint64_t kPrime = 0x100000001b3U;
+    return (hash ^ value) * kPrime;
+}
+
+/// The same in every process of the program, wherever its modules lie. Never 0.
+std::uint64_t hashOf(const Stack& stack, std::size_t count) {
+    constexpr std::uint64_t kOffsetBasis = 0xcbf29ce484222325U;
+    std::uint64_t hash = kOffsetBasis;
+    for (std::size_t i = kOwnFrames; i < count; ++i) {
+        dl_find_object found;
+        if (locate(stack[i], found)) {
+            const auto length =
+                static_cast<char*>(found.dlfo_map_end) - static_cast<char*>(found.dlfo_map_start);
+            hash = mix(mix(hash, offsetOf(stack[i], found)), static_cast<std::uint64_t>(length));
+        }
+    }
+    return hash | 1U;
+}
+
+void describe(AllocationControl& shared, const Stack& stack, std::size_t count) {
+    std::uint32_t written = 0;
+    for (std::size_t i = kOwnFrames; i < count && written < kMostFrames; ++i) {
+        dl_find_object found;
+        if (!locate(stack[i], found)) {
+            continue;
+        }
+        Frame& frame = shared.frames[written++];
+        const char* const path = found.dlfo_link_map->l_name;
+        const char* const slash = std::strrchr(path, '/');
+        std::strncpy(frame.module, slash == nullptr ? path : slash + 1, sizeof(frame.module) - 1);
+        frame.offset = offsetOf(stack[i], found);
+    }
+    shared.frameCount = written;
+}
+
+bool isChosen(AllocationControl& shared, std::uint64_t number, std::uint64_t stack) {
+    const std::uint64_t index = shared.index;
+    return index != 0 ? index == number : shared.stack == stack;
+}
+
+/// Whether the allocation being made fails. One that has failed once makes all later ones follow it, or none.
+__attribute__((noinline)) bool judge(AllocationControl& shared) {
+    const InsideHook inside;
+    const std::uint64_t number = ++shared.allocations;
+    const auto failing = static_cast<Failing>(shared.failing.load());
+    const bool isListing = shared.listing != 0;
+    if (failing == Failing::kNone && !isListing) {
+        return false;
+    }
+    if (shared.failures != 0) {
+        if (failing == Failing::kFromThereOn) {
+            ++shared.failures;
+            return true;
+        }
+        return false;
+    }
+    const bool wantsStack = isListing || shared.index == 0 || shared.index == number;
+    Stack stack;
+    const std::size_t count =
+        wantsStack ? static_cast<std::size_t>(backtrace(stack.data(), static_cast<int>(stack.size()))) : 0;
+    const std::uint64_t hash = wantsStack ? hashOf(stack, count) : 0;
+    if (isListing && number <= kMostRecords) {
+        shared.stacks[number - 1] = hash;
+    }
+    if (failing == Failing::kNone || !isChosen(shared, number, hash)) {
+        return false;
+    }
+    std::uint64_t none = 0;
+    if (!shared.failures.compare_exchange_strong(none, 1)) {
+        return failing == Failing::kFromThereOn;
+    }
+    describe(shared, stack, count);
+    return true;
+}
+
+bool fails() {
+    if (!mainHasBegun) {
+        ++takenBeforeMain;
+        return false;
+    }
+    AllocationControl* const shared = control;
+    if (shared == nullptr || unharmedScopes != 0) {
+        return false;
+    }
+    if (shared->armed == 0 || !judge(*shared)) {
+        return false;
+    }
+    errno = ENOMEM;
+    return true;
+}
+
+void countLive(std::int64_t change) {
+    AllocationControl* const shared = control;
+    if (shared != nullptr && unharmedScopes == 0) {
+        shared->live += change;
+    }
+}
+
+void* taken(void* memory) {
+    countLive(memory == nullptr ? 0 : 1);
+    return memory;
+}
+
+bool isPowerOfTwo(std::size_t value) {
+    return value != 0 && (value & (value - 1)) == 0;
+}
+
+AllocationControl* mapControl(const char* path) {
+    const int descriptor = open(path, O_RDWR | O_CLOEXEC);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    void* const memory =
+        mmap(nullptr, sizeof(AllocationControl), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    close(descriptor);
+    return memory == MAP_FAILED ? nullptr : static_cast<AllocationControl*>(memory);
+}
+
+/// The unwinder allocates when it is used for the first time.
+void warmUpUnwinder() {
+    const InsideHook inside;
+    std::array<void*, 4> frames;
+    static_cast<void>(backtrace(frames.data(), static_cast<int>(frames.size())));
+}
+
+using Main = int (*)(int, char**, char**);
+
+Main programsMain = nullptr;
+
+int mainWithHooks(int argumentCount, char** arguments, char** environment) {
+    const char* const path = std::getenv(wpp_torture::kControlVariable);
+    AllocationControl* const shared = path == nullptr ? nullptr : mapControl(path);
+    if (shared != nullptr) {
+        warmUpUnwinder();
+        shared->beforeMain = takenBeforeMain.load();
+        control = shared;
+    }
+    mainHasBegun = true;
+    return programsMain(argumentCount, arguments, environment);
+}
+
+}  // namespace
+
+namespace wpp_torture {
+
+void useControl(AllocationControl* newControl) {
+    warmUpUnwinder();
+    control = newControl;
+}
+
+Unharmed::Unharmed() {
+    ++unharmedScopes;
+}
+
+Unharmed::~Unharmed() {
+    --unharmedScopes;
+}
+
+}  // namespace wpp_torture
+
+// This program's own forms of the calls; they take the place of the C library's, also for the C++ library's operator
+// new and inside the C library itself.
+
+extern "C" void* malloc(std::size_t size) noexcept {
+    return fails() ? nullptr : taken(WPP_REAL(malloc)(size));
+}
+
+extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
+    return fails() ? nullptr : taken(WPP_REAL(calloc)(count, size));
+}
+
+extern "C" void* realloc(void* memory, std::size_t size) noexcept {
+    if (fails()) {
+        return nullptr;
+    }
+    void* const moved = WPP_REAL(realloc)(memory, size);
+    if (memory == nullptr) {
+        return taken(moved);
+    }
+    countLive(size == 0 ? -1 : 0);
+    return moved;
+}
+
+extern "C" void* memalign(std::size_t alignment, std::size_t size) noexcept {
+    return fails() ? nullptr : taken(WPP_REAL(memalign)(alignment, size));
+}
+
+extern "C" void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
+    return memalign(alignment, size);
+}
+
+extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept {
+    if (!isPowerOfTwo(alignment) || alignment % sizeof(void*) != 0) {
+        return EINVAL;
+    }
+    const int error = errno;
+    void* const block = memalign(alignment, size);
+    errno = error;
+    if (block == nullptr) {
+        return ENOMEM;
+    }
+    *memory = block;
+    return 0;
+}
+
+extern "C" void free(void* memory) noexcept {
+    countLive(memory == nullptr ? 0 : -1);
+    WPP_REAL(free)(memory);
+}
+
+// What runs before main belongs to the loader and to the libraries' static objects; main is where a program can
+// begin to answer for itself.
+extern "C" int __libc_start_main(Main main, int argumentCount, char** arguments, void (*init)(),
+                                 void (*fini)(), void (*loaderFini)(), void* stackEnd) {
+    using Start = int (*)(Main, int, char**, void (*)(), void (*)(), void (*)(), void*);
+    const auto start = reinterpret_cast<Start>(dlsym(RTLD_NEXT, "__libc_start_main"));
+    programsMain = main;
+    return start(&mainWithHooks, argumentCount, arguments, init, fini, loaderFini, stackEnd);
+}
+
+#if defined(WPP_BESIDE_ADDRESS_SANITIZER)
+
+// The sanitizer's own operators do not end in malloc.
+
+namespace {
+
+void* newOrThrow(void* memory) {
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+std::size_t atLeastOne(std::size_t size) {
+    return size == 0 ? 1 : size;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    return newOrThrow(malloc(atLeastOne(size)));
+}
+
+void* operator new[](std::size_t size) {
+    return newOrThrow(malloc(atLeastOne(size)));
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    return malloc(atLeastOne(size));
+}
+
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+    return malloc(atLeastOne(size));
+}
+
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return newOrThrow(memalign(static_cast<std::size_t>(alignment), atLeastOne(size)));
+}
+
+void operator delete(void* memory) noexcept {
+    free(memory);
+}
+
+void operator delete[](void* memory) noexcept {
+    free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    free(memory);
+}
+
+void operator delete[](void* memory, std::size_t) noexcept {
+    free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+    free(memory);
+}
+
+void operator delete[](void* memory, const std::nothrow_t&) noexcept {
+    free(memory);
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept {
+    free(memory);
+}
+
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept {
+    free(memory);
+}
+
+#endif
