@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "Communication/QMLocalSocketStream.h"
 #include "Foundation/QMSync.h"
@@ -45,6 +46,8 @@ public:
         const DataHandler* dataHandler;
     };
 
+    using QMLocalSocketStream::hasThread;
+
     QMLocalSocketServerStream();
     /// Stops the stream.
     ~QMLocalSocketServerStream();
@@ -73,7 +76,9 @@ private:
 
     // Steps of the thread.
     void MainProc();
+    bool takeSettings();
     int prepareSocket(const char* name);
+    std::vector<int> waitForPeers(int listenFd);
     void servePass(int listenFd);
     void acceptSocket(int listenFd);
     int readSocket(int fd);
