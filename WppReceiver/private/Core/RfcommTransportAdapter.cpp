@@ -5,6 +5,8 @@
 #include <thread>
 #include <utility>
 
+#include "Core/CaughtException.h"
+#include "Diagnostics/QMLog.h"
 #include "LibWpp/SppReceivedData.h"
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
 
@@ -59,7 +61,12 @@ void RfcommTransportAdapter::close() {
     }
     QmcWirelessProjectionBtProxy* proxy = QmcWirelessProjectionBtProxy::getInstance();
     proxy->RemoveObserver(&observer);
-    proxy->disconnectSpp(btDeviceId, serviceUuid);
+    try {
+        proxy->disconnectSpp(btDeviceId, serviceUuid);
+    } catch (...) {
+        // The destructor closes too, and a reader waits for the signal that follows.
+        QM_LOG_ERROR("catch exception. BtDeviceId=%d, what [%s]\n", btDeviceId, caughtExceptionText());
+    }
     dataAvailable.SetEvent();
 }
 
