@@ -27,10 +27,12 @@ struct RoadOutcome {
     std::uint64_t failures = 0;     ///< allocations that failed
     std::uint64_t allocations = 0;  ///< of the receiver's main, as far as they were counted
     std::uint64_t beforeMain = 0;
-    bool everyStage = false;  ///< the phone came all the way
-    bool logged = false;      ///< the receiver wrote a line of level error that an ordinary road has not
-    std::string stage;        ///< the first stage that was not reached
-    std::string finding;      ///< what must never be; empty when nothing
+    bool everyStage = false;   ///< the phone came all the way
+    bool walkedAgain = false;  ///< it did so once memory was back
+    bool tlsLost = false;      ///< it could not, since OpenSSL remembers a failed initialisation for good
+    bool logged = false;       ///< the receiver wrote a line of level error that an ordinary road has not
+    std::string stage;         ///< the first stage that was not reached
+    std::string finding;       ///< what must never be; empty when nothing
     std::vector<std::string> where;    ///< the first failure's stack, as module+offset, innermost first
     std::vector<std::string> lastLog;  ///< the receiver's last lines, with a finding
 };

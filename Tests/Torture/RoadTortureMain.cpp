@@ -115,6 +115,8 @@ Json reportOf(const Injection& injection, const RoadOutcome& outcome) {
                                       : std::to_string(injection.index) + ":" + wordOf(injection.failing)},
         {"failures", outcome.failures},
         {"everyStage", outcome.everyStage},
+        {"walkedAgain", outcome.walkedAgain},
+        {"tlsLost", outcome.tlsLost},
         {"logged", outcome.logged},
         {"stage", outcome.stage},
         {"finding", outcome.finding},
@@ -185,6 +187,8 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
     std::uint64_t fired = 0;
     std::uint64_t failures = 0;
     std::uint64_t whole = 0;
+    std::uint64_t again = 0;
+    std::uint64_t tlsLost = 0;
     std::uint64_t logged = 0;
     std::uint64_t findings = 0;
     for (const Json& report : reports) {
@@ -192,6 +196,8 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
         fired += hit ? 1 : 0;
         failures += report["failures"].get<std::uint64_t>();
         whole += hit && report["everyStage"].get<bool>() ? 1 : 0;
+        again += hit && report["walkedAgain"].get<bool>() ? 1 : 0;
+        tlsLost += report["tlsLost"].get<bool>() ? 1 : 0;
         logged += hit && report["logged"].get<bool>() ? 1 : 0;
         if (!report["finding"].get<std::string>().empty()) {
             ++findings;
@@ -202,12 +208,16 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
                 static_cast<unsigned long long>(plan.allocations), plan.stacks,
                 static_cast<unsigned long long>(fired), static_cast<unsigned long long>(fired - findings),
                 static_cast<unsigned long long>(findings));
-    std::printf(
-        "# road-%s: %llu failed allocations, %llu roads walked to their end, %llu with a logged line, "
-        "%llu allocations before main\n",
-        options.tls.c_str(), static_cast<unsigned long long>(failures),
-        static_cast<unsigned long long>(whole), static_cast<unsigned long long>(logged),
-        static_cast<unsigned long long>(plan.beforeMain));
+    const auto note = [&options](const char* what, std::uint64_t count) {
+        std::printf("# road-%s: %s: %llu\n", options.tls.c_str(), what,
+                    static_cast<unsigned long long>(count));
+    };
+    note("failed allocations", failures);
+    note("roads walked to their end", whole);
+    note("roads walked again once memory was back", again);
+    note("roads on which OpenSSL kept a failed initialisation", tlsLost);
+    note("roads with a logged line", logged);
+    note("allocations before main, which never fail", plan.beforeMain);
     return findings == 0 && fired > 0 ? 0 : 1;
 }
 
