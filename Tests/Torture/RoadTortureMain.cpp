@@ -1,10 +1,11 @@
 // Takes the receiver along the road again and again, each time with another allocation failing.
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -31,6 +32,7 @@ struct Options {
     std::size_t most = 0;  // injections at most; 0 for no limit
     int jobs = 1;
     int listings = 3;
+    std::string reports;  // directory that keeps a line for each injection; empty for none
     bool everyAllocation = false;
 };
 
@@ -131,6 +133,9 @@ void work(const Options& options, const Plan& plan, std::size_t first, std::size
     for (std::size_t i = first; i < plan.injections.size(); i += step) {
         const RoadOutcome outcome =
             takeTorturedRoad(options.programs, simulator::tlsSourceOf(options.tls), plan.injections[i]);
+        if (outcome.stage.find("interrupted by signal") != std::string::npos) {
+            throw std::runtime_error("interrupted");
+        }
         reports << reportOf(plan.injections[i], outcome).dump(-1, ' ', true, Json::error_handler_t::replace)
                 << std::endl;
     }
@@ -139,6 +144,7 @@ void work(const Options& options, const Plan& plan, std::size_t first, std::size
 pid_t startWorker(const Options& options, const Plan& plan, std::size_t number, const std::string& file) {
     const pid_t pid = fork();
     if (pid == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         try {
             wpp_test::enterOwnNetwork();
             work(options, plan, number, static_cast<std::size_t>(options.jobs), file);
@@ -152,10 +158,13 @@ pid_t startWorker(const Options& options, const Plan& plan, std::size_t number, 
 }
 
 std::vector<Json> runPlan(const Options& options, const Plan& plan) {
-    const wpp_test::TemporaryDirectory directory;
+    const wpp_test::TemporaryDirectory temporary;
+    const std::filesystem::path directory = 
+        options.reports.empty() ? temporary.path() : std::filesystem::path(options.reports);
+    std::filesystem::create_directories(directory);
     std::map<pid_t, std::string> workers;
     for (int i = 0; i < options.jobs; ++i) {
-        const std::string file = (directory.path() / std::to_string(i)).string();
+        const std::string file = (directory / (options.tls + "-" + std::to_string(i))).string();
         workers[startWorker(options, plan, static_cast<std::size_t>(i), file)] = file;
     }
     std::vector<Json> reports;
@@ -229,6 +238,7 @@ int run(int argumentCount, char** arguments) {
     app.add_option("--tls", options.tls, "configured or requested");
     app.add_option("--most", options.most, "At most this many injections, evenly chosen");
     app.add_option("--jobs", options.jobs, "Roads at once");
+    app.add_option("--reports", options.reports, "Keep a line for each injection in this directory");
     app.add_option("--listings", options.listings, "Roads walked to find the stacks");
     app.add_option("--only", options.only, "One injection, by the name that a finding shows");
     app.add_flag("--all", options.everyAllocation, "Every allocation, not only one for each stack");
