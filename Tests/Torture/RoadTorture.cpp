@@ -102,10 +102,11 @@ private:
     }
 
     /// With memory back, and the protocol begun anew, a fresh phone comes all the way. Not after a failure that cost
-    /// a link or a reply, since the peers do not get over that.
+    /// a link or a reply, or that a peer noticed ahead of its order, since the peers do not get over that.
     void walkAgain(simulator::TlsSource tls) {
         if (outcome.stage.empty() || outcome.stage.rfind("process up", 0) == 0 ||
-            outcome.stage.find("\"reply\"") != std::string::npos) {
+            outcome.stage.find("\"reply\"") != std::string::npos ||
+            outcome.stage.find("refused an order") != std::string::npos) {
             return;
         }
         try {
@@ -177,15 +178,16 @@ private:
         outcome.allocations = control->allocations;
         outcome.beforeMain = control->beforeMain;
         outcome.where = firstFailure();
-        outcome.tlsLost = second.find("tls-done") != std::string::npos && isOpenSsl();
-        const std::vector<std::string> lines = receiverLines();
+        outcome.tlsLost = isOpenSsl() && (second.find("tls-done") != std::string::npos ||
+                                          second.find("\"link\":\"tcp\"") != std::string::npos);
+        const std::vector<std::string> lines = linesOf("receiver.log");
         for (const std::string& line : lines) {
             outcome.logged = outcome.logged || isNewsOfFailure(line);
         }
         outcome.finding = findingOf();
         if (!outcome.finding.empty()) {
-            const std::size_t shown = std::min(lines.size(), kShownLines);
-            outcome.lastLog.assign(lines.end() - static_cast<std::ptrdiff_t>(shown), lines.end());
+            showLast(lines);
+            showLast(linesOf("phone-1.jsonl"));
         }
     }
 
@@ -238,8 +240,14 @@ private:
                line.find("StartProjection timeout") == std::string::npos;
     }
 
-    std::vector<std::string> receiverLines() const {
-        std::ifstream file(directory.path() / "log" / "receiver.log");
+    void showLast(const std::vector<std::string>& lines) {
+        const std::size_t shown = std::min(lines.size(), kShownLines);
+        outcome.lastLog.insert(outcome.lastLog.end(), lines.end() - static_cast<std::ptrdiff_t>(shown),
+                               lines.end());
+    }
+
+    std::vector<std::string> linesOf(const char* name) const {
+        std::ifstream file(directory.path() / "log" / name);
         std::vector<std::string> lines;
         for (std::string line; std::getline(file, line);) {
             lines.push_back(line);

@@ -34,7 +34,7 @@ struct RoadOutcome {
     std::string stage;         ///< the first stage that was not reached
     std::string finding;       ///< what must never be; empty when nothing
     std::vector<std::string> where;    ///< the first failure's stack, as module+offset, innermost first
-    std::vector<std::string> lastLog;  ///< the receiver's last lines, with a finding
+    std::vector<std::string> lastLog;  ///< the last lines of the receiver and the phone, with a finding
 };
 
 /// Takes one phone along the whole road with the injection, then ends the receiver with command 1.

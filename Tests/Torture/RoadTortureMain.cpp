@@ -159,7 +159,7 @@ pid_t startWorker(const Options& options, const Plan& plan, std::size_t number, 
 
 std::vector<Json> runPlan(const Options& options, const Plan& plan) {
     const wpp_test::TemporaryDirectory temporary;
-    const std::filesystem::path directory = 
+    const std::filesystem::path directory =
         options.reports.empty() ? temporary.path() : std::filesystem::path(options.reports);
     std::filesystem::create_directories(directory);
     std::map<pid_t, std::string> workers;
