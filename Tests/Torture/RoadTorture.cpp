@@ -104,7 +104,7 @@ private:
     /// With memory back, and the protocol begun anew, a fresh phone comes all the way. Not after a failure that cost
     /// a link or a reply, or that a peer noticed ahead of its order, since the peers do not get over that.
     void walkAgain(simulator::TlsSource tls) {
-        if (outcome.stage.empty() || outcome.stage.rfind("process up", 0) == 0 ||
+        if (control->failures == 0 || outcome.stage.empty() || outcome.stage.rfind("process up", 0) == 0 ||
             outcome.stage.find("\"reply\"") != std::string::npos ||
             outcome.stage.find("refused an order") != std::string::npos) {
             return;

@@ -14,6 +14,7 @@ namespace wifi_projection_protocol {
 
 namespace {
 constexpr int kClosed = -1;
+constexpr int kNotSent = 0;
 constexpr std::chrono::milliseconds kFailedWaitPause{100};
 }  // namespace
 
@@ -51,8 +52,14 @@ int RfcommTransportAdapter::write(const void* source, unsigned length) {
     if (closed != 0) {
         return kClosed;
     }
-    return QmcWirelessProjectionBtProxy::getInstance()->sendSppData(
-        btDeviceId, serviceUuid, static_cast<const std::uint8_t*>(source), length);
+    try {
+        return QmcWirelessProjectionBtProxy::getInstance()->sendSppData(
+            btDeviceId, serviceUuid, static_cast<const std::uint8_t*>(source), length);
+    } catch (...) {
+        // Nothing may be thrown into the library that writes.
+        QM_LOG_ERROR("catch exception. BtDeviceId=%d, what [%s]\n", btDeviceId, caughtExceptionText());
+        return kNotSent;
+    }
 }
 
 void RfcommTransportAdapter::close() {
