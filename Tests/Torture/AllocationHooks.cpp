@@ -4,6 +4,7 @@
 #include <execinfo.h>
 #include <fcntl.h>
 #include <link.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -11,12 +12,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-
-#if defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define WPP_BESIDE_ADDRESS_SANITIZER
-#endif
-#endif
 
 // What really allocates: the sanitizer's allocator, or the C library's own.
 #if defined(WPP_BESIDE_ADDRESS_SANITIZER)
@@ -292,6 +287,27 @@ extern "C" int __libc_start_main(Main main, int argumentCount, char** arguments,
 }
 
 #if defined(WPP_BESIDE_ADDRESS_SANITIZER)
+
+// The C library's loader keeps what it takes for the unwinder's library where the leak check does not look.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:_dl_map_object_deps\n";
+}
+
+// The sanitizer looks at each new thread's attributes, and ends the process when the C library has no memory for them.
+
+extern "C" int pthread_getattr_np(pthread_t thread, pthread_attr_t* attributes) noexcept {
+    using GetAttributes = int (*)(pthread_t, pthread_attr_t*);
+    static const auto real = reinterpret_cast<GetAttributes>(dlsym(RTLD_NEXT, "pthread_getattr_np"));
+    const InsideHook inside;
+    return real(thread, attributes);
+}
+
+extern "C" int pthread_attr_destroy(pthread_attr_t* attributes) noexcept {
+    using Destroy = int (*)(pthread_attr_t*);
+    static const auto real = reinterpret_cast<Destroy>(dlsym(RTLD_NEXT, "pthread_attr_destroy"));
+    const InsideHook inside;
+    return real(attributes);
+}
 
 // The sanitizer's own operators do not end in malloc.
 

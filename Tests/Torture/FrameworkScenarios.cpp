@@ -360,7 +360,6 @@ private:
     friend class QMSingleton<TorturedSingleton>;
     TorturedSingleton() = default;
     ~TorturedSingleton() = default;
-    char bulk[100] = {};
 };
 
 void singleton(Trial& trial) {
