@@ -46,10 +46,17 @@ std::atomic<bool> mainHasBegun{false};
 std::atomic<std::uint64_t> takenBeforeMain{0};
 WPP_THREAD_VARIABLE unsigned unharmedScopes = 0;
 
-/// The hooks' own frames, which begin every stack.
-constexpr std::size_t kOwnFrames = 2;
+using Addresses = std::array<void*, kMostFrames>;
 
-using Stack = std::array<void*, kMostFrames + kOwnFrames>;
+/// The return addresses from the hook's caller on.
+struct Stack {
+    Addresses addresses;
+    std::size_t first = 0;
+    std::size_t end = 0;
+};
+
+/// What calls a hook; the frames before it are the hook's own.
+#define WPP_CALLER __builtin_return_address(0)
 
 /// Marks what the hooks themselves allocate, inside the unwinder and the loader.
 struct InsideHook {
@@ -71,34 +78,44 @@ std::uint64_t mix(std::uint64_t hash, std::uint64_t value) {
 }
 
 /// The same in every process of the program, wherever its modules lie. Never 0.
-std::uint64_t hashOf(const Stack& stack, std::size_t count) {
+std::uint64_t hashOf(const Stack& stack) {
     constexpr std::uint64_t kOffsetBasis = 0xcbf29ce484222325U;
     std::uint64_t hash = kOffsetBasis;
-    for (std::size_t i = kOwnFrames; i < count; ++i) {
+    for (std::size_t i = stack.first; i < stack.end; ++i) {
         dl_find_object found;
-        if (locate(stack[i], found)) {
+        if (locate(stack.addresses[i], found)) {
             const auto length =
                 static_cast<char*>(found.dlfo_map_end) - static_cast<char*>(found.dlfo_map_start);
-            hash = mix(mix(hash, offsetOf(stack[i], found)), static_cast<std::uint64_t>(length));
+            hash = mix(mix(hash, offsetOf(stack.addresses[i], found)), static_cast<std::uint64_t>(length));
         }
     }
     return hash | 1U;
 }
 
-void describe(AllocationControl& shared, const Stack& stack, std::size_t count) {
+void describe(AllocationControl& shared, const Stack& stack) {
     std::uint32_t written = 0;
-    for (std::size_t i = kOwnFrames; i < count && written < kMostFrames; ++i) {
+    for (std::size_t i = stack.first; i < stack.end && written < kMostFrames; ++i) {
         dl_find_object found;
-        if (!locate(stack[i], found)) {
+        if (!locate(stack.addresses[i], found)) {
             continue;
         }
         Frame& frame = shared.frames[written++];
         const char* const path = found.dlfo_link_map->l_name;
         const char* const slash = std::strrchr(path, '/');
         std::strncpy(frame.module, slash == nullptr ? path : slash + 1, sizeof(frame.module) - 1);
-        frame.offset = offsetOf(stack[i], found);
+        frame.offset = offsetOf(stack.addresses[i], found);
     }
     shared.frameCount = written;
+}
+
+Stack takeStack(void* caller) {
+    Stack stack;
+    stack.end =
+        static_cast<std::size_t>(backtrace(stack.addresses.data(), static_cast<int>(stack.addresses.size())));
+    while (stack.first < stack.end && stack.addresses[stack.first] != caller) {
+        ++stack.first;
+    }
+    return stack;
 }
 
 bool isChosen(AllocationControl& shared, std::uint64_t number, std::uint64_t stack) {
@@ -107,7 +124,7 @@ bool isChosen(AllocationControl& shared, std::uint64_t number, std::uint64_t sta
 }
 
 /// Whether the allocation being made fails. One that has failed once makes all later ones follow it, or none.
-__attribute__((noinline)) bool judge(AllocationControl& shared) {
+__attribute__((noinline)) bool judge(AllocationControl& shared, void* caller) {
     const InsideHook inside;
     const std::uint64_t number = ++shared.allocations;
     const auto failing = static_cast<Failing>(shared.failing.load());
@@ -123,10 +140,8 @@ __attribute__((noinline)) bool judge(AllocationControl& shared) {
         return false;
     }
     const bool wantsStack = isListing || shared.index == 0 || shared.index == number;
-    Stack stack;
-    const std::size_t count =
-        wantsStack ? static_cast<std::size_t>(backtrace(stack.data(), static_cast<int>(stack.size()))) : 0;
-    const std::uint64_t hash = wantsStack ? hashOf(stack, count) : 0;
+    const Stack stack = wantsStack ? takeStack(caller) : Stack{};
+    const std::uint64_t hash = wantsStack ? hashOf(stack) : 0;
     if (isListing && number <= kMostRecords) {
         shared.stacks[number - 1] = hash;
     }
@@ -137,11 +152,11 @@ __attribute__((noinline)) bool judge(AllocationControl& shared) {
     if (!shared.failures.compare_exchange_strong(none, 1)) {
         return failing == Failing::kFromThereOn;
     }
-    describe(shared, stack, count);
+    describe(shared, stack);
     return true;
 }
 
-bool fails() {
+bool fails(void* caller) {
     if (!mainHasBegun) {
         ++takenBeforeMain;
         return false;
@@ -150,7 +165,7 @@ bool fails() {
     if (shared == nullptr || unharmedScopes != 0) {
         return false;
     }
-    if (shared->armed == 0 || !judge(*shared)) {
+    if (shared->armed == 0 || !judge(*shared, caller)) {
         return false;
     }
     errno = ENOMEM;
@@ -167,6 +182,14 @@ void countLive(std::int64_t change) {
 void* taken(void* memory) {
     countLive(memory == nullptr ? 0 : 1);
     return memory;
+}
+
+void* allocate(std::size_t size, void* caller) {
+    return fails(caller) ? nullptr : taken(WPP_REAL(malloc)(size));
+}
+
+void* allocateAligned(std::size_t alignment, std::size_t size, void* caller) {
+    return fails(caller) ? nullptr : taken(WPP_REAL(memalign)(alignment, size));
 }
 
 bool isPowerOfTwo(std::size_t value) {
@@ -230,15 +253,15 @@ Unharmed::~Unharmed() {
 // new and inside the C library itself.
 
 extern "C" void* malloc(std::size_t size) noexcept {
-    return fails() ? nullptr : taken(WPP_REAL(malloc)(size));
+    return allocate(size, WPP_CALLER);
 }
 
 extern "C" void* calloc(std::size_t count, std::size_t size) noexcept {
-    return fails() ? nullptr : taken(WPP_REAL(calloc)(count, size));
+    return fails(WPP_CALLER) ? nullptr : taken(WPP_REAL(calloc)(count, size));
 }
 
 extern "C" void* realloc(void* memory, std::size_t size) noexcept {
-    if (fails()) {
+    if (fails(WPP_CALLER)) {
         return nullptr;
     }
     void* const moved = WPP_REAL(realloc)(memory, size);
@@ -250,11 +273,11 @@ extern "C" void* realloc(void* memory, std::size_t size) noexcept {
 }
 
 extern "C" void* memalign(std::size_t alignment, std::size_t size) noexcept {
-    return fails() ? nullptr : taken(WPP_REAL(memalign)(alignment, size));
+    return allocateAligned(alignment, size, WPP_CALLER);
 }
 
 extern "C" void* aligned_alloc(std::size_t alignment, std::size_t size) noexcept {
-    return memalign(alignment, size);
+    return allocateAligned(alignment, size, WPP_CALLER);
 }
 
 extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t size) noexcept {
@@ -262,7 +285,7 @@ extern "C" int posix_memalign(void** memory, std::size_t alignment, std::size_t 
         return EINVAL;
     }
     const int error = errno;
-    void* const block = memalign(alignment, size);
+    void* const block = allocateAligned(alignment, size, WPP_CALLER);
     errno = error;
     if (block == nullptr) {
         return ENOMEM;
@@ -327,23 +350,23 @@ std::size_t atLeastOne(std::size_t size) {
 }  // namespace
 
 void* operator new(std::size_t size) {
-    return newOrThrow(malloc(atLeastOne(size)));
+    return newOrThrow(allocate(atLeastOne(size), WPP_CALLER));
 }
 
 void* operator new[](std::size_t size) {
-    return newOrThrow(malloc(atLeastOne(size)));
+    return newOrThrow(allocate(atLeastOne(size), WPP_CALLER));
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return malloc(atLeastOne(size));
+    return allocate(atLeastOne(size), WPP_CALLER);
 }
 
 void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
-    return malloc(atLeastOne(size));
+    return allocate(atLeastOne(size), WPP_CALLER);
 }
 
 void* operator new(std::size_t size, std::align_val_t alignment) {
-    return newOrThrow(memalign(static_cast<std::size_t>(alignment), atLeastOne(size)));
+    return newOrThrow(allocateAligned(static_cast<std::size_t>(alignment), atLeastOne(size), WPP_CALLER));
 }
 
 void operator delete(void* memory) noexcept {
