@@ -25,8 +25,9 @@ using simulator::Road;
 using simulator::StageFailure;
 
 constexpr Milliseconds kStageLimit{2500};
-constexpr Milliseconds kFirstEndLimit{1500};  // a command 1 of which the empty heap takes the frame
-constexpr Milliseconds kEndLimit{10000};
+constexpr Milliseconds kEndLimit{1500};  // of one attempt
+constexpr int kEndAttempts = 14;
+constexpr int kFreshControllerAttempt = 4;
 constexpr Milliseconds kLook{20};
 constexpr int kStopProtocol = 1001;
 constexpr int kCannotStart = 1;  // the receiver's status when there is no memory to begin with
@@ -135,27 +136,20 @@ private:
         }
     }
 
+    /// Memory comes back in any case once the command had its chance without. What an empty heap took of the
+    /// command is sent again, and a controller that lost count of its replies gives way to a fresh one.
     void endByCommand() {
-        orderEnd();
-        end = awaitEnd(kFirstEndLimit);
-        if (!end) {
-            control->armed = 0;
-            road.launch(Road::kController);
-            awaitLink();
+        for (int attempt = 1; attempt <= kEndAttempts && !end; ++attempt) {
+            if (attempt == kFreshControllerAttempt) {
+                road.launch(Road::kController);
+            }
             orderEnd();
             end = awaitEnd(kEndLimit);
+            control->armed = 0;
         }
     }
 
     void orderEnd() { road.order(Road::kController, {{"order", "send"}, {"message", 1}}); }
-
-    void awaitLink() {
-        try {
-            road.await({Road::kController, "link-up", {{"socket", "WPP_SOCKET_TO_WPP"}}, Json::object(), {}});
-        } catch (const StageFailure&) {
-            // The receiver's silence shows in the wait that follows.
-        }
-    }
 
     /// A road that a peer has abandoned waits for nothing any more, but its loop still takes steps.
     std::optional<PeerEvent> awaitEnd(Milliseconds limit) {
