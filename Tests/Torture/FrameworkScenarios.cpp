@@ -262,7 +262,8 @@ void timerManager(Trial& trial) {
     QMLTimerMng* const manager = QMLTimerMng::getInstance();
     const int again = row == QMLTimerMng::kNoRow ? manager->AddTimer(&timer, 1000) : row;
     trial.require(again != QMLTimerMng::kNoRow, "the manager takes no timer afterwards");
-    trial.require(manager->GetSubMng(again)->Remove(&timer), "the timer is not in its row");
+    QMLTimerSubMng* const timers = manager->GetSubMng(again);
+    trial.require(timers != nullptr && timers->Remove(&timer), "the timer is not in its row");
     QMLTimerMng::StopThreads();
     qm_DestroySingletons();
 }

@@ -74,6 +74,9 @@ RunOutcome runOnce(const Scenario& scenario, AllocationControl& control) {
             outcome.finding = std::string("silent: ") + trial.missed();
         }
     }
+    if (!outcome.finding.empty() && !log.lines().empty()) {
+        outcome.finding += "; last logged: " + log.lines().back();
+    }
     outcome.failures = control.failures;
     outcome.leaked = outcome.finding.empty() ? control.live - before : 0;
     return outcome;
