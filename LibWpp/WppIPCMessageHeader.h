@@ -13,6 +13,9 @@ public:
     WppIPCMessageHeader() : WppIPCMessageCore(kUnknownMessageId) {}
     explicit WppIPCMessageHeader(std::int32_t id) : WppIPCMessageCore(id) {}
     ~WppIPCMessageHeader() override;
+
+    /// The id of an encoded message. Takes no memory, unless the bytes are too few for an id.
+    static std::int32_t idOf(const void* data, unsigned length);
 };
 
 }  // namespace wifi_projection_protocol

@@ -9,6 +9,7 @@
 #include "Diagnostics/QMLog.h"
 #include "LibWpp/WppIPCMessageHeader.h"
 #include "LibWpp/private/WppStreamLimits.h"
+#include "LibWpp/private/WppStreamStart.h"
 #include "Pattern/QMFunctor.h"
 
 namespace wifi_projection_protocol {
@@ -41,8 +42,8 @@ bool WppLocalSocketClientStream::open(const char* name) {
     connectionMade = false;
     const ConnectionFunctor connection(this, &WppLocalSocketClientStream::onConnection);
     const DataFunctor data(this, &WppLocalSocketClientStream::onData);
-    const bool started =
-        stream->Start({name, kMaxReceiveSize, &connection, &data}, QMLocalSocketClientStream::kSynchronous);
+    const bool started = startWithThread(*stream, {name, kMaxReceiveSize, &connection, &data},
+                                         QMLocalSocketClientStream::kSynchronous);
     if (!started) {
         QM_LOG_ERROR("ClientSocket Open Error. name=%s\n", name == nullptr ? "(null)" : name);
         return false;

@@ -4,6 +4,7 @@
 
 #include "Diagnostics/QMLog.h"
 #include "LibWpp/private/WppStreamLimits.h"
+#include "LibWpp/private/WppStreamStart.h"
 #include "Pattern/QMFunctor.h"
 
 namespace wifi_projection_protocol {
@@ -34,8 +35,8 @@ bool WppLocalSocketServerStream::open(const char* name, Handler messageHandler) 
     handler = std::move(messageHandler);
     const ConnectionFunctor connection(this, &WppLocalSocketServerStream::onConnection);
     const DataFunctor data(this, &WppLocalSocketServerStream::onData);
-    const bool started = stream->Start({name, kMaxReceiveSize, kMaxClients, &connection, &data},
-                                       QMLocalSocketServerStream::kReceive);
+    const bool started = startWithThread(*stream, {name, kMaxReceiveSize, kMaxClients, &connection, &data},
+                                         QMLocalSocketServerStream::kReceive);
     if (!started) {
         QM_LOG_ERROR("ServerSocket Open Error. name=%s\n", name == nullptr ? "(null)" : name);
     }

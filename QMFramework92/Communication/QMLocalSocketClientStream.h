@@ -45,6 +45,8 @@ public:
         const DataHandler* dataHandler;              ///< borrowed for the call, cloned: (payload, length)
     };
 
+    using QMLocalSocketStream::hasThread;
+
     QMLocalSocketClientStream();
     /// Stops the stream.
     ~QMLocalSocketClientStream();
@@ -90,9 +92,11 @@ private:
     std::uint32_t recvStreamLength();
     int recvStreamData(void* buffer, std::uint32_t length);
     void discardRecvData(void* buffer, std::uint32_t length) QM_REQUIRES(sendLock);
+    bool discardUnread();
 
     // Steps of the thread.
     void MainProc();
+    bool makeReady();
     void takeSettings();
     bool openSocket();
     bool connectOnce();
@@ -107,6 +111,8 @@ private:
 
     std::atomic<bool> connected{false};  // written with the send lock held
     std::atomic<int> socketFd{-1};       // the number of the one socket in `sockets`
+    // Bytes of a payload that still wait in the socket; of the thread in mode 1, of the exchanges in mode 0.
+    std::uint32_t unreadLength = 0;
 
     // The thread's own.
     QMLocalSocketName workingName;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "Communication/QMLocalSocketStream.h"
 #include "Foundation/QMSync.h"
@@ -46,6 +47,8 @@ public:
         const DataHandler* dataHandler;
     };
 
+    using QMLocalSocketStream::hasThread;
+
     QMLocalSocketServerStream();
     /// Stops the stream.
     ~QMLocalSocketServerStream();
@@ -74,7 +77,9 @@ private:
 
     // Steps of the thread.
     void MainProc();
+    bool takeSettings();
     int prepareSocket(const char* name);
+    std::vector<int> waitForPeers(int listenFd);
     void servePass(int listenFd);
     void acceptSocket(int listenFd);
     int readSocket(int fd);

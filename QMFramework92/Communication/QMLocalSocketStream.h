@@ -44,6 +44,10 @@ struct QMLocalSocketSettings {
 /// takes that lock: it reads `state` as an atomic, and its copy of the configuration is made under the
 /// configuration lock. So Stop can always wait for it.
 class QMLocalSocketStream : private QMUncopyable {
+public:
+    /// @return whether the last Start got its thread, be it running or ended. To be asked by who started it.
+    bool hasThread() const { return threadBegun; }
+
 protected:
     enum State : int { kStopped = 0, kStarting = 1, kRunning = 2 };
 
@@ -82,6 +86,7 @@ protected:
     /// that lock.
     std::atomic<int> state{kStopped};
     std::atomic<unsigned> mode{0};
+    std::atomic<bool> threadBegun{false};  // set by Start, under the state lock
 
     QMSync stateLock;
     QMSync configLock;  // a leaf: guards the configuration between Start and the thread

@@ -15,6 +15,8 @@
 /// under it) and is never held across a blocking call.
 class QMOpenSockets : private QMUncopyable {
 public:
+    /// Makes room for the next socket, so that its adopt needs no memory. @return false when there is none.
+    bool reserve();
     /// Takes over an open socket. @return its number.
     int adopt(QMDescriptor socket);
     /// Closes one socket; does nothing for a number that is not in the set.
@@ -33,6 +35,11 @@ public:
     void releaseBlocked();
 
 private:
+    using Sockets = std::map<int, QMDescriptor>;
+
+    static Sockets::node_type makeNode();
+
     QMSync lock;
-    std::map<int, QMDescriptor> sockets QM_GUARDED_BY(lock);
+    Sockets sockets QM_GUARDED_BY(lock);
+    Sockets::node_type spare QM_GUARDED_BY(lock);
 };

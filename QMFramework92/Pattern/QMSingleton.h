@@ -49,8 +49,14 @@ private:
         T* created = instance.load(std::memory_order_relaxed);
         if (created == nullptr) {
             created = new T;
+            try {
+                qm_RegisterSingletonDestroyer(&QMSingleton::destroy);
+            } catch (...) {
+                // Nobody would ever destroy it.
+                delete created;
+                throw;
+            }
             instance.store(created, std::memory_order_release);
-            qm_RegisterSingletonDestroyer(&QMSingleton::destroy);
         }
         return created;
     }

@@ -21,7 +21,8 @@ enum QMCodePage : unsigned {
 /// one is logged and fails, except that an empty text moves to the store that is asked for. The code page
 /// stays what it was at the assignment.
 ///
-/// Every failure is logged at level error and leaves the text as it was; none throws. It takes no lock: one
+/// Every failure is logged at level error and leaves the text as it was; none throws. Without memory for a text the
+/// log shows "std library error [12 : ...]\n", and a new string is left without text. It takes no lock: one
 /// thread at a time.
 ///
 ///     QMString path("a/b/c", QM_CODE_PAGE_UTF8);
@@ -34,6 +35,12 @@ public:
 
     /// No text, code page 32.
     QMString() = default;
+
+    QMString(const QMString& other);
+    QMString& operator=(const QMString& other);
+    QMString(QMString&& other) noexcept = default;
+    QMString& operator=(QMString&& other) noexcept = default;
+    ~QMString() = default;
 
     /// Each copies the text, up to its terminator. A text that cannot be taken (null, or a code page that
     /// 16-bit text cannot have) logs "error\n" and leaves a string without text.

@@ -1,5 +1,6 @@
 #include "private/ClientRegistry.h"
 
+#include <iterator>
 #include <utility>
 
 namespace wifi_projection_protocol {
@@ -7,12 +8,14 @@ namespace wifi_projection_protocol {
 using Guard = std::lock_guard<std::mutex>;
 
 bool ClientRegistry::add(const Link& link, Link& replaced) {
+    Members::node_type member = makeMember(link);
     const Guard guard(mutex);
-    replaced = takeOut(link->name(), true);
+    replaced = takeOut(link->name());
     if (stopped || members.size() >= maxLinks) {
         return false;
     }
-    members[link->name()] = Member{link, {}, ++arrivals};
+    member.mapped().arrival = ++arrivals;
+    members.insert(std::move(member));
     return true;
 }
 
@@ -28,18 +31,18 @@ ClientRegistry::Link ClientRegistry::makeRoom(TransportType type) {
     }
     const bool isFull =
         members.size() >= maxLinks || (type == TransportType::kTcp && strangers >= maxStrangers);
-    return isFull && oldest != nullptr ? takeOut(std::string(oldest->link->name()), true) : nullptr;
+    return isFull && oldest != nullptr ? takeOut(oldest->link->name()) : nullptr;
 }
 
 ClientRegistry::Link ClientRegistry::take(const std::string& name) {
     const Guard guard(mutex);
-    return takeOut(name, true);
+    return takeOut(name);
 }
 
 void ClientRegistry::remove(const PhoneLink& link) {
     const Guard guard(mutex);
     if (findMember(link) != nullptr) {
-        takeOut(link.name(), true);
+        takeOut(link.name());
     }
 }
 
@@ -52,19 +55,32 @@ bool ClientRegistry::join(const PhoneLink& link, const ClientInfo& client, Link&
     if (stopped || findMember(link) == nullptr) {
         return false;
     }
-    Client& joined = clients[client.clientId];
-    const auto former = joined.info.transports.find(link.type());
-    if (former != joined.info.transports.end()) {
-        replaced = takeOut(std::string(former->second), false);
+    const auto [known, isNew] = clients.try_emplace(client.clientId);
+    try {
+        Client& joined = known->second;
+        ClientInfo renewed = client;
+        renewed.transports = joined.info.transports;
+        std::string& place = renewed.transports[link.type()];
+        const std::string former = std::exchange(place, link.name());
+        std::map<Member*, Losses::node_type> newLosses = makeLosses(renewed);
+        std::string clientId = client.clientId;
+        // From here on nothing takes memory.
+        if (const Members::node_type left = members.extract(former); !left.empty()) {
+            replaced = left.mapped().link;
+        }
+        joined.info = std::move(renewed);
+        joined.lossDue = true;
+        findMember(link)->clientId = std::move(clientId);
+        for (auto& [member, loss] : newLosses) {
+            member->loss = std::move(loss);
+        }
+        return true;
+    } catch (...) {
+        if (isNew) {
+            clients.erase(known);
+        }
+        throw;
     }
-    Client& renewed = clients[client.clientId];
-    TransportNames transports = std::move(renewed.info.transports);
-    renewed.info = client;
-    renewed.info.transports = std::move(transports);
-    renewed.info.transports[link.type()] = link.name();
-    renewed.lossDue = true;
-    members[link.name()].clientId = client.clientId;
-    return true;
 }
 
 bool ClientRegistry::isOnRfcomm(const std::string& clientId) const {
@@ -108,44 +124,69 @@ void ClientRegistry::lossReported(const std::string& clientId) {
     changed.notify_all();
 }
 
-std::vector<ClientRegistry::Link> ClientRegistry::stop() {
+void ClientRegistry::stop() {
     const Guard guard(mutex);
     stopped = true;
     changed.notify_all();
-    std::vector<Link> links;
-    for (const auto& member : members) {
-        links.push_back(member.second.link);
-    }
-    return links;
 }
 
-const ClientRegistry::Member* ClientRegistry::findMember(const PhoneLink& link) const {
+ClientRegistry::Link ClientRegistry::takeAny() {
+    const Guard guard(mutex);
+    return members.empty() ? nullptr : takeOut(members.begin()->first);
+}
+
+ClientRegistry::Members::node_type ClientRegistry::makeMember(const Link& link) {
+    Members one;
+    return one.extract(one.try_emplace(link->name(), Member{link, {}, 0, {}}).first);
+}
+
+ClientRegistry::Losses::node_type ClientRegistry::makeLoss(const Link& link, const ClientInfo& info) {
+    Losses one;
+    return one.extract(one.try_emplace(link.get(), info).first);
+}
+
+/// What the client's links need, each, should the client be lost with them.
+std::map<ClientRegistry::Member*, ClientRegistry::Losses::node_type> ClientRegistry::makeLosses(
+    const ClientInfo& info) {
+    std::map<Member*, Losses::node_type> made;
+    for (const auto& [type, name] : info.transports) {
+        Member& member = members.at(name);
+        made[&member] = makeLoss(member.link, info);
+    }
+    return made;
+}
+
+ClientRegistry::Member* ClientRegistry::findMember(const PhoneLink& link) {
     const auto member = members.find(link.name());
     return member != members.end() && member->second.link.get() == &link ? &member->second : nullptr;
 }
 
-ClientRegistry::Link ClientRegistry::takeOut(const std::string& name, bool countsAsLoss) {
-    const auto node = members.extract(name);
+ClientRegistry::Link ClientRegistry::takeOut(const std::string& name) {
+    Members::node_type node = members.extract(name);
     if (node.empty()) {
         return nullptr;
     }
-    const Member& member = node.mapped();
+    Member& member = node.mapped();
     const auto client = clients.find(member.clientId);
     if (client != clients.end()) {
-        leave(client->second, member, countsAsLoss);
+        leave(client->second, member);
         forgetIfGone(member.clientId);
     }
     return member.link;
 }
 
-void ClientRegistry::leave(Client& client, const Member& member, bool countsAsLoss) {
-    const ClientInfo before = client.info;
-    client.info.transports.erase(member.link->type());
-    const bool isLoss = member.link->type() == TransportType::kTcp || client.info.transports.empty();
-    if (isLoss && countsAsLoss && client.lossDue && !stopped) {
+void ClientRegistry::leave(Client& client, Member& member) {
+    TransportNames& transports = client.info.transports;
+    TransportNames& lostTransports = member.loss.mapped().transports;
+    for (auto lost = lostTransports.begin(); lost != lostTransports.end();) {
+        lost = transports.count(lost->first) == 0 ? lostTransports.erase(lost) : std::next(lost);
+    }
+    transports.erase(member.link->type());
+    const bool isLoss = member.link->type() == TransportType::kTcp || transports.empty();
+    if (isLoss && client.lossDue && !stopped) {
         client.lossDue = false;
         ++client.lossesInReport;
-        losses[member.link.get()] = before;
+        losses.insert(std::move(member.loss));
     }
 }
 

@@ -4,12 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <unordered_map>
-#include <vector>
 
 #include "private/PhoneLink.h"
 #include "wifi_projection_protocol/ClientInfo.h"
@@ -26,6 +25,9 @@ namespace wifi_projection_protocol {
 /// Hello; once for each such Hello at most. The loss waits for the lost link's own thread to report it, and
 /// until it has, no new link joins that client: so a phone's arrival is never reported ahead of its previous
 /// loss.
+///
+/// Only add, join and the look-ups take memory, and they change nothing when there is none: what a link's end
+/// needs is laid in when it joins, so that a phone is let go of whatever the state of the heap.
 class ClientRegistry {
 public:
     using Link = std::shared_ptr<PhoneLink>;
@@ -69,24 +71,33 @@ public:
     std::optional<ClientInfo> takeLoss(const PhoneLink& link);
     void lossReported(const std::string& clientId);
 
-    /// Nothing is added, joined or lost any more. @return every link, to be dropped.
-    std::vector<Link> stop();
+    /// Nothing is added, joined or lost any more.
+    void stop();
+
+    /// Takes out any link. @return it, to be dropped; empty when none is left.
+    Link takeAny();
 
 private:
+    using Losses = std::map<const PhoneLink*, ClientInfo>;
     struct Member {
         Link link;
         std::string clientId;       // empty before Hello
         std::uint64_t arrival = 0;  // counts up
+        Losses::node_type loss;     // the client as of the last Hello, should it be lost with this link
     };
+    using Members = std::map<std::string, Member>;
     struct Client {
         ClientInfo info;
         bool lossDue = false;
         unsigned lossesInReport = 0;
     };
 
-    const Member* findMember(const PhoneLink& link) const;
-    Link takeOut(const std::string& name, bool countsAsLoss);
-    void leave(Client& client, const Member& member, bool countsAsLoss);
+    static Members::node_type makeMember(const Link& link);
+    static Losses::node_type makeLoss(const Link& link, const ClientInfo& info);
+    Member* findMember(const PhoneLink& link);
+    std::map<Member*, Losses::node_type> makeLosses(const ClientInfo& info);
+    Link takeOut(const std::string& name);
+    void leave(Client& client, Member& member);
     void forgetIfGone(const std::string& clientId);
 
     const std::size_t maxLinks;
@@ -95,9 +106,9 @@ private:
     mutable std::mutex mutex;
     std::condition_variable changed;  // of lossesInReport and stopped
     // Guarded by mutex.
-    std::unordered_map<std::string, Member> members;
-    std::unordered_map<std::string, Client> clients;
-    std::unordered_map<const PhoneLink*, ClientInfo> losses;
+    Members members;
+    std::map<std::string, Client> clients;
+    Losses losses;
     std::uint64_t arrivals = 0;
     bool stopped = false;
 };

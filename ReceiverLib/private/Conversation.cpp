@@ -63,7 +63,11 @@ void Conversation::drop() {
         return;
     }
     if (const Transport closing = currentTransport()) {
-        closing->close();
+        try {
+            closing->close();
+        } catch (...) {
+            services.log.report(LibraryLog::kError, linkName, "the transport failed to close");
+        }
     }
     pendingStart.end();
     services.questions.recheck();
@@ -74,15 +78,17 @@ Supervised::Clock::time_point Conversation::deadline() const {
 }
 
 void Conversation::endLate() {
-    services.log.write(LibraryLog::kWarning, linkName + ": the phone is late");
     drop();
+    services.log.report(LibraryLog::kWarning, linkName, "the phone is late");
 }
 
 void Conversation::run() {
     try {
         converse();
     } catch (const std::exception& error) {
-        services.log.write(LibraryLog::kError, linkName + ": " + error.what());
+        services.log.report(LibraryLog::kError, linkName, error.what());
+    } catch (...) {
+        services.log.report(LibraryLog::kError, linkName, "an exception of a foreign kind");
     }
     release();
     reportLoss();
@@ -115,7 +121,7 @@ bool Conversation::take(const void* bytes, std::size_t size) {
         }
     }
     if (!whole) {
-        return refuse("a message of a forbidden size");
+        return refuse("the phone sent a message of a forbidden size");
     }
     if (decoder.isMidMessage() && !steps.isRunning(Step::kMessage)) {
         beginStep(Step::kMessage, services.limits.messageTime);
@@ -126,13 +132,13 @@ bool Conversation::take(const void* bytes, std::size_t size) {
 bool Conversation::handle(const std::string& payload) {
     Message message;
     if (!message.ParseFromString(payload)) {
-        return refuse("bytes that are no message");
+        return refuse("the phone sent bytes that are no message");
     }
     const Rule* rule = findRule(message.kind_case());
     const bool isFirst = clientId.empty();
     const bool isHello = message.kind_case() == Message::kHello;
     if (rule == nullptr || isFirst != isHello || (rule->tcpOnly && linkType != TransportType::kTcp)) {
-        return refuse("a message out of order");
+        return refuse("the phone sent a message out of order");
     }
     return (this->*rule->handler)(message);
 }
@@ -142,10 +148,10 @@ bool Conversation::onHello(const Message& message) {
     steps.end(Step::kHello);
     if (hello.client_id().empty() || hello.client_id().size() > kMaxClientIdSize ||
         hello.phone_name().size() > kMaxTextSize || hello.description().size() > kMaxTextSize) {
-        return refuse("a text of a forbidden size");
+        return refuse("the phone sent a text of a forbidden size");
     }
     if (!isWelcome(hello.client_id())) {
-        services.log.write(LibraryLog::kWarning, linkName + ": an unknown phone is turned away");
+        services.log.report(LibraryLog::kWarning, linkName, "an unknown phone is turned away");
         return false;
     }
     clientId = hello.client_id();
@@ -175,8 +181,7 @@ bool Conversation::greet(const ClientInfo& client) {
     if (replaced) {
         replaced->drop();
     }
-    services.log.write(LibraryLog::kInfo,
-                       linkName + (greeted ? ": a phone is known" : ": a phone left early"));
+    services.log.report(LibraryLog::kInfo, linkName, greeted ? "a phone is known" : "a phone left early");
     return greeted;
 }
 
@@ -194,7 +199,7 @@ bool Conversation::onWifiVersionResult(const Message& message) {
 bool Conversation::onWifiConnectStatus(const Message& message) {
     const phone_protocol::WifiConnectStatus& status = message.wifi_connect_status();
     if (status.text().size() > kMaxTextSize) {
-        return refuse("a text of a forbidden size");
+        return refuse("the phone sent a text of a forbidden size");
     }
     services.callback.onWifiConnectStatus(clientId, status.status(), status.text());
     return true;
@@ -229,7 +234,7 @@ bool Conversation::onStartResult(const Message& message) {
     steps.end(Step::kStartResult);
     const std::optional<unsigned> left = pendingStart.answer(message.start_result().result());
     if (!left) {
-        return refuse("a result that was not asked for");
+        return refuse("the phone sent a result that was not asked for");
     }
     if (*left > 0) {
         beginStep(Step::kStartResult, services.limits.startResultTime);
@@ -241,7 +246,7 @@ bool Conversation::onStartResult(const Message& message) {
 std::string Conversation::encode(const HeadUnitMessage& message) {
     std::string bytes = phone_protocol::encodeMessage(message);
     if (bytes.empty()) {
-        services.log.write(LibraryLog::kError, linkName + ": a message is too large to be sent");
+        services.log.report(LibraryLog::kError, linkName, "a message is too large to be sent");
     }
     return bytes;
 }
@@ -257,8 +262,8 @@ void Conversation::beginStep(Step step, std::chrono::milliseconds limit) {
     services.supervisor.recheck();
 }
 
-bool Conversation::refuse(const std::string& reason) {
-    services.log.write(LibraryLog::kWarning, linkName + ": the phone sent " + reason);
+bool Conversation::refuse(const char* reason) {
+    services.log.report(LibraryLog::kWarning, linkName, reason);
     return false;
 }
 
@@ -275,11 +280,13 @@ void Conversation::reportLoss() {
     if (!client) {
         return;
     }
+    services.log.report(LibraryLog::kInfo, linkName, "the phone is lost");
     try {
-        services.log.write(LibraryLog::kInfo, linkName + ": the phone is lost");
         services.callback.onClientLost(*client);
     } catch (const std::exception& error) {
-        services.log.write(LibraryLog::kError, linkName + ": " + error.what());
+        services.log.report(LibraryLog::kError, linkName, error.what());
+    } catch (...) {
+        services.log.report(LibraryLog::kError, linkName, "an exception of a foreign kind");
     }
     services.registry.lossReported(client->clientId);
 }

@@ -79,7 +79,7 @@ private:
     std::string encode(const phone_protocol::HeadUnitMessage& message);
     bool sendLocked(const std::string& bytes);
     void beginStep(Step step, std::chrono::milliseconds limit);
-    bool refuse(const std::string& reason);
+    bool refuse(const char* reason);
     void release();
     void reportLoss();
     Transport currentTransport();

@@ -18,9 +18,14 @@ public:
     explicit LibraryLog(std::unique_ptr<WifiProjectionProtocolLoggingCallback> target)
         : callback(std::move(target)) {}
 
-    void write(Level level, const std::string& text) {
-        if (callback) {
-            callback->log(level, text);
+    /// Writes "subject: text". A line for which there is no memory, or that the callback throws at, is lost.
+    void report(Level level, const std::string& subject, const char* text) noexcept {
+        try {
+            if (callback) {
+                callback->log(level, subject + ": " + text);
+            }
+        } catch (...) {
+            // Whoever reports has more to do, often on a thread where nobody else would catch it.
         }
     }
 

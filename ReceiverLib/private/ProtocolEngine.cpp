@@ -18,9 +18,9 @@ ProtocolEngine::~ProtocolEngine() {
 }
 
 void ProtocolEngine::stop() {
-    const std::vector<ClientRegistry::Link> links = registry.stop();
+    registry.stop();
     questions.stop();
-    for (const ClientRegistry::Link& link : links) {
+    while (const ClientRegistry::Link link = registry.takeAny()) {
         link->drop();
     }
     supervisor.stop();
@@ -43,8 +43,8 @@ void ProtocolEngine::clientConnected(const std::string& name, TransportType type
         replaced->drop();
     }
     if (!added || !supervisor.start(conversation)) {
-        log.write(LibraryLog::kWarning, name + ": there is no room for another transport");
         conversation->abandon();
+        log.report(LibraryLog::kWarning, name, "there is no room for another transport");
     }
 }
 

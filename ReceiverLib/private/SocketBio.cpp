@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <mutex>
 
 namespace wifi_projection_protocol {
 
@@ -59,7 +60,13 @@ Method makeMethod() {
 }  // namespace
 
 BIO* makeSocketBio(const int& socket) {
-    static const Method method = makeMethod();
+    // Tried again for each transport until there is memory for it.
+    static std::mutex making;
+    static Method method;
+    const std::lock_guard<std::mutex> lock(making);
+    if (!method) {
+        method = makeMethod();
+    }
     BIO* bio = method ? BIO_new(method.get()) : nullptr;
     if (bio != nullptr) {
         BIO_set_data(bio, const_cast<int*>(&socket));  // only ever read; BIO data is untyped

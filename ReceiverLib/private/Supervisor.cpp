@@ -1,8 +1,9 @@
 #include "private/Supervisor.h"
 
 #include <algorithm>
+#include <exception>
 #include <iterator>
-#include <system_error>
+#include <new>
 
 namespace wifi_projection_protocol {
 
@@ -20,7 +21,11 @@ bool Supervisor::start(std::shared_ptr<Supervised> work) {
     if (stopping || !hasRoom()) {
         return false;
     }
-    entries.emplace_back();
+    try {
+        entries.emplace_back();
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
     const auto entry = std::prev(entries.end());
     entry->work = std::move(work);
     try {
@@ -28,7 +33,8 @@ bool Supervisor::start(std::shared_ptr<Supervised> work) {
             entry->work->run();
             finish(entry);
         });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
+        // No thread, or no memory for what it would begin with.
         entries.erase(entry);
         return false;
     }
@@ -98,20 +104,21 @@ void Supervisor::joinEnded(Lock& lock) {
     lock.lock();
 }
 
+/// One after the other, since a list of them would take memory.
 void Supervisor::endLate(Lock& lock) {
+    while (std::shared_ptr<Supervised> late = findLate()) {
+        lock.unlock();
+        late->endLate();
+        late.reset();
+        lock.lock();
+    }
+}
+
+std::shared_ptr<Supervised> Supervisor::findLate() const {
     const auto now = Supervised::Clock::now();
-    std::vector<std::shared_ptr<Supervised>> late;
-    for (const Entry& entry : entries) {
-        if (entry.work->deadline() <= now) {
-            late.push_back(entry.work);
-        }
-    }
-    lock.unlock();
-    for (const auto& work : late) {
-        work->endLate();
-    }
-    late.clear();
-    lock.lock();
+    const auto late = std::find_if(entries.begin(), entries.end(),
+                                   [now](const Entry& entry) { return entry.work->deadline() <= now; });
+    return late == entries.end() ? nullptr : late->work;
 }
 
 Supervised::Clock::time_point Supervisor::nextDeadline() const {

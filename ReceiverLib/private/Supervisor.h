@@ -8,7 +8,6 @@
 #include <memory>
 #include <mutex>
 #include <thread>
-#include <vector>
 
 namespace wifi_projection_protocol {
 
@@ -27,7 +26,8 @@ public:
     /// lock held, so it only looks.
     virtual Clock::time_point deadline() const = 0;
 
-    /// The deadline is over: end the work. Afterwards deadline() is kNoDeadline. Called without a lock.
+    /// The deadline is over: end the work; must not throw. Afterwards deadline() is kNoDeadline. Called without
+    /// a lock.
     virtual void endLate() = 0;
 };
 
@@ -71,6 +71,7 @@ private:
     void supervise();
     void joinEnded(Lock& lock);
     void endLate(Lock& lock);
+    std::shared_ptr<Supervised> findLate() const;
     Supervised::Clock::time_point nextDeadline() const;
     void finish(Entries::iterator entry);
 

@@ -5,6 +5,7 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace {
@@ -59,6 +60,18 @@ void qm_WriteFrame(std::uint8_t* frame, const void* data, std::uint32_t length) 
 bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length) {
     const ssize_t count = ::recv(socket, buffer, length, MSG_WAITALL);
     return count >= 0 && static_cast<std::size_t>(count) == length;
+}
+
+bool qm_Discard(int socket, std::uint32_t length) {
+    std::array<std::uint8_t, 4096> chunk;
+    while (length > 0) {
+        const auto size = std::min<std::uint32_t>(length, chunk.size());
+        if (!qm_ReceiveExactly(socket, chunk.data(), size)) {
+            return false;
+        }
+        length -= size;
+    }
+    return true;
 }
 
 int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::size_t readyCount,

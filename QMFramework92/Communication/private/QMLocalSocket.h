@@ -52,6 +52,9 @@ void qm_WriteFrame(std::uint8_t* frame, const void* data, std::uint32_t length);
 /// One recv of `length` bytes with MSG_WAITALL. @return true when all of them came.
 bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length);
 
+/// Reads `length` bytes and throws them away, without memory for them. @return true when all of them came.
+bool qm_Discard(int socket, std::uint32_t length);
+
 enum QMWaitResult : int { kQMWaitInvalid = -1, kQMWaitTimedOut = -2, kQMWaitFailed = -3 };
 
 /// Waits until at least one descriptor is readable (or broken) and writes those that are to `ready`, which

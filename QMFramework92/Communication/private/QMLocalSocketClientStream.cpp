@@ -45,7 +45,8 @@ bool QMLocalSocketClientStream::Start(const Config& newConfig, unsigned newMode)
     }
     mode = newMode;
     prepareStart();
-    if (!thread.Start(kThreadName)) {
+    threadBegun = thread.Start(kThreadName);
+    if (!threadBegun) {
         markEnded();
     }
     return true;
@@ -146,6 +147,7 @@ int QMLocalSocketClientStream::communicateWithCreateBuff(const void* sendBuf, un
     auto buffer = createBuffer(exchange.replyLength, socketName());
     if (buffer == nullptr) {
         QM_STREAM_ERROR("recv buffer : NULL\n");
+        unreadLength = exchange.replyLength;
         return 0;
     }
     const int received = recvStreamData(buffer.get(), exchange.replyLength);
@@ -180,6 +182,9 @@ void QMLocalSocketClientStream::storeLength(unsigned* destination, int length) {
 QMLocalSocketClientStream::Exchange QMLocalSocketClientStream::requestReply(const char* function,
                                                                             const void* data, unsigned length,
                                                                             int timeoutMs) {
+    if (!discardUnread()) {
+        return {};
+    }
     const int sent = sendStreamData(data, static_cast<int>(length));
     if (sent < 0) {
         QM_STREAM_ERROR_OF(function, "send: error\n");
@@ -258,10 +263,21 @@ void QMLocalSocketClientStream::discardRecvData(void* buffer, std::uint32_t leng
     }
 }
 
+/// Takes a payload for which there was no memory out of the socket, where it would pass for the next frame.
+bool QMLocalSocketClientStream::discardUnread() {
+    if (qm_Discard(socketFd, std::exchange(unreadLength, 0))) {
+        return true;
+    }
+    QM_STREAM_ERROR_OF("discardRecvData", "recv: error\n");
+    return false;
+}
+
 void QMLocalSocketClientStream::MainProc() {
     const EndOfThread end(*this);
     qm_IgnoreSigPipe();
-    takeSettings();
+    while (state == kStarting && !makeReady()) {
+        qm_Pause(kRetryPeriod);
+    }
     if (state != kStarting || !openSocket()) {
         return;
     }
@@ -273,6 +289,20 @@ void QMLocalSocketClientStream::MainProc() {
             return;
         }
     }
+}
+
+/// Without memory it is worth another try: whoever opened the stream waits for it to connect.
+bool QMLocalSocketClientStream::makeReady() {
+    try {
+        takeSettings();
+        if (sockets.reserve()) {
+            return true;
+        }
+    } catch (const std::bad_alloc&) {
+        // Reported below.
+    }
+    QM_STREAM_NO_MEMORY_OF(kMainProc);
+    return false;
 }
 
 void QMLocalSocketClientStream::takeSettings() {
@@ -290,6 +320,10 @@ void QMLocalSocketClientStream::takeSettings() {
 
 /// Replaces the stream's socket by a fresh one.
 bool QMLocalSocketClientStream::openSocket() {
+    if (!sockets.reserve()) {
+        QM_STREAM_NO_MEMORY_OF(kMainProc);
+        return false;
+    }
     QMDescriptor socket = qm_OpenLocalSocket();
     if (!socket.isValid()) {
         QM_STREAM_ERROR_OF(kMainProc, "create socket : fail in socket\n");
@@ -299,6 +333,7 @@ bool QMLocalSocketClientStream::openSocket() {
     sockets.closeAll();
     socketFd = sockets.adopt(std::move(socket));
     socketUsed = false;
+    unreadLength = 0;
     return true;
 }
 
@@ -343,6 +378,8 @@ void QMLocalSocketClientStream::receiveFrame() {
     const auto buffer = createBuffer(length, workingName);
     if (buffer == nullptr) {
         QM_STREAM_ERROR_OF(kMainProc, "recv: buffer is NULL\n");
+        unreadLength = length;
+        discardUnread();
         return;
     }
     const int received = recvStreamData(buffer.get(), length);

@@ -2,8 +2,10 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -16,6 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* kThreadName = "ServerStream_s92";
+constexpr const char* kMainProc = "MainProc";
 constexpr auto kPollPeriod = 100ms;  // the longest that a Stop stays unseen
 
 constexpr int kNoSocket = -1;
@@ -60,7 +63,8 @@ bool QMLocalSocketServerStream::Start(const Config& newConfig, unsigned newMode)
     }
     mode = newMode;
     prepareStart();
-    if (!thread.Start(kThreadName)) {
+    threadBegun = thread.Start(kThreadName);
+    if (!threadBegun) {
         markEnded();
     }
     return true;
@@ -134,9 +138,8 @@ void QMLocalSocketServerStream::broadcast(const void* data, unsigned length) {
 void QMLocalSocketServerStream::MainProc() {
     const EndOfThread end(*this);
     qm_IgnoreSigPipe();
-    {
-        QMSyncGuard guard(configLock);
-        working = config.clone();
+    while (state == kStarting && !takeSettings()) {
+        qm_Pause(kPollPeriod);
     }
     if (state != kStarting) {
         return;
@@ -150,6 +153,18 @@ void QMLocalSocketServerStream::MainProc() {
     enterRunning();
     while (state != kStopped) {
         servePass(listenFd);
+    }
+}
+
+/// Without memory it is worth another try: a thread that ended here would leave its peers unheard.
+bool QMLocalSocketServerStream::takeSettings() {
+    QMSyncGuard guard(configLock);
+    try {
+        working = config.clone();
+        return true;
+    } catch (const std::bad_alloc&) {
+        QM_STREAM_NO_MEMORY_OF(kMainProc);
+        return false;
     }
 }
 
@@ -171,8 +186,8 @@ int QMLocalSocketServerStream::prepareSocket(const char* name) {
     return listening.release();
 }
 
-/// One wait and what became ready in it. A wait that fails takes its time all the same.
-void QMLocalSocketServerStream::servePass(int listenFd) {
+/// One wait for the peers. @return what became readable.
+std::vector<int> QMLocalSocketServerStream::waitForPeers(int listenFd) {
     std::vector<int> watched{listenFd};
     if (mode == kReceive) {
         const std::vector<int> clients = sockets.list();
@@ -184,8 +199,20 @@ void QMLocalSocketServerStream::servePass(int listenFd) {
     if (count == kQMWaitFailed) {
         qm_Pause(kPollPeriod);
     }
-    for (int i = 0; i < count; ++i) {
-        const int descriptor = ready[static_cast<std::size_t>(i)];
+    ready.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return ready;
+}
+
+/// One wait and what became ready in it. A wait that fails takes its time all the same.
+void QMLocalSocketServerStream::servePass(int listenFd) {
+    std::vector<int> ready;
+    try {
+        ready = waitForPeers(listenFd);
+    } catch (const std::bad_alloc&) {
+        QM_STREAM_NO_MEMORY_OF(kMainProc);
+        qm_Pause(kPollPeriod);
+    }
+    for (const int descriptor : ready) {
         if (descriptor == listenFd) {
             acceptSocket(listenFd);
         } else {
@@ -200,11 +227,14 @@ void QMLocalSocketServerStream::acceptSocket(int listenFd) {
     }
     sockaddr_un address{};
     socklen_t addressSize = kQMSocketAddressSize;
-    QMDescriptor client(
-        ::accept4(listenFd, reinterpret_cast<sockaddr*>(&address), &addressSize, SOCK_CLOEXEC));
+    QMDescriptor client;
+    // A peer that could not be kept is better left in the queue.
+    if (sockets.reserve()) {
+        client.reset(::accept4(listenFd, reinterpret_cast<sockaddr*>(&address), &addressSize, SOCK_CLOEXEC));
+    }
     if (!client.isValid()) {
         QM_STREAM_ERROR("accept err\n");
-        // Out of descriptors, the peer stays in the queue and would be tried without end.
+        // Out of descriptors or memory, the peer stays in the queue and would be tried without end.
         qm_Pause(kPollPeriod);
         return;
     }
@@ -235,6 +265,10 @@ int QMLocalSocketServerStream::readSocket(int fd) {
     }
     const auto buffer = createBuffer(length, working.name);
     if (buffer == nullptr) {
+        // Left in the socket, the payload would pass for the frames that follow.
+        if (!qm_Discard(fd, length)) {
+            QM_STREAM_ERROR("recv: error\n");
+        }
         return 0;
     }
     if (!qm_ReceiveExactly(fd, buffer.get(), length)) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cerrno>
+
 #include "Diagnostics/QMLog.h"
 
 // Log lines of the local socket streams. They show one source name, whichever file they come from; the _OF
@@ -15,3 +17,5 @@
     static_cast<void>(qm_LogStdError(QM_STREAM_SOURCE, __func__, __LINE__, __VA_ARGS__))
 #define QM_STREAM_STD_ERROR_SHORT() \
     static_cast<void>(qm_LogStdErrorShort(QM_STREAM_SOURCE, __func__, __LINE__))
+#define QM_STREAM_NO_MEMORY_OF(function) \
+    (errno = ENOMEM, static_cast<void>(qm_LogStdErrorShort(QM_STREAM_SOURCE, (function), __LINE__)))

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <new>
 #include <utility>
 
 namespace {
@@ -15,10 +16,33 @@ bool isFull(int socket) {
 
 }  // namespace
 
+QMOpenSockets::Sockets::node_type QMOpenSockets::makeNode() {
+    Sockets one;
+    return one.extract(one.try_emplace(-1).first);
+}
+
+bool QMOpenSockets::reserve() {
+    QMSyncGuard guard(lock);
+    try {
+        if (spare.empty()) {
+            spare = makeNode();
+        }
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
 int QMOpenSockets::adopt(QMDescriptor socket) {
     QMSyncGuard guard(lock);
     const int number = socket.get();
-    sockets[number] = std::move(socket);
+    if (spare.empty()) {
+        spare = makeNode();
+    }
+    spare.key() = number;
+    spare.mapped() = std::move(socket);
+    sockets.erase(number);
+    sockets.insert(std::move(spare));
     return number;
 }
 

@@ -1,6 +1,8 @@
 #include "Utility/QMString.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <exception>
 #include <utility>
 
 #include "Diagnostics/QMLog.h"
@@ -9,6 +11,18 @@ namespace {
 
 constexpr int kNotFound = -1;
 
+/// Runs what takes memory for a text. @return its result; false, with the failure logged, without memory.
+template <class Step>
+bool withMemory(const char* function, Step step) noexcept {
+    try {
+        return step();
+    } catch (const std::exception&) {
+        errno = ENOMEM;
+        qm_LogStdErrorShort(QM_SOURCE_PATH, function, __LINE__);
+        return false;
+    }
+}
+
 bool startsCharacter(char byte) {
     constexpr unsigned kTopTwoBits = 0xC0;
     constexpr unsigned kContinuation = 0x80;
@@ -16,6 +30,20 @@ bool startsCharacter(char byte) {
 }
 
 }  // namespace
+
+QMString::QMString(const QMString& other) {
+    *this = other;
+}
+
+QMString& QMString::operator=(const QMString& other) {
+    withMemory("operator=", [&] {
+        Store copy(other.store);
+        store = std::move(copy);
+        codePage = other.codePage;
+        return true;
+    });
+    return *this;
+}
 
 QMString::QMString(const char* text, unsigned textCodePage) {
     if (!assign(text, textCodePage)) {
@@ -39,24 +67,28 @@ bool QMString::assign(const char* text, unsigned newCodePage) {
     if (text == nullptr) {
         return false;
     }
-    // The text may be this string's own, so it is copied before the store changes.
-    std::string copy(text);
-    if (newCodePage == QM_CODE_PAGE_UTF8) {
-        store = Utf8{std::move(copy)};
-    } else {
-        store = Narrow{std::move(copy)};
-    }
-    codePage = newCodePage;
-    return true;
+    return withMemory("assign", [&] {
+        // The text may be this string's own, so it is copied before the store changes.
+        std::string copy(text);
+        if (newCodePage == QM_CODE_PAGE_UTF8) {
+            store = Utf8{std::move(copy)};
+        } else {
+            store = Narrow{std::move(copy)};
+        }
+        codePage = newCodePage;
+        return true;
+    });
 }
 
 bool QMString::assign(const wchar_t* text) {
     if (text == nullptr) {
         return false;
     }
-    store = std::wstring(text);
-    codePage = QM_CODE_PAGE_WIDE;
-    return true;
+    return withMemory("assign", [&] {
+        store = std::wstring(text);
+        codePage = QM_CODE_PAGE_WIDE;
+        return true;
+    });
 }
 
 bool QMString::Copy(const std::uint16_t* text, unsigned newCodePage) {
@@ -68,13 +100,15 @@ bool QMString::Copy(const std::uint16_t* text, unsigned newCodePage) {
         QM_LOG_ERROR("invalid param.\n");
         return false;
     }
-    std::u16string units;
-    for (; *text != 0; ++text) {
-        units.push_back(static_cast<char16_t>(*text));
-    }
-    store = std::move(units);
-    codePage = newCodePage;
-    return true;
+    return withMemory("Copy", [&] {
+        std::u16string units;
+        for (; *text != 0; ++text) {
+            units.push_back(static_cast<char16_t>(*text));
+        }
+        store = std::move(units);
+        codePage = newCodePage;
+        return true;
+    });
 }
 
 bool QMString::isEmpty() const {
@@ -213,7 +247,9 @@ QMString QMString::SubStr(std::size_t start, std::size_t count) const {
         QM_LOG_ERROR("error\n");
         return {};
     }
-    return QMString(utf8->text.substr(start, count).c_str(), codePage);
+    QMString part;
+    withMemory("SubStr", [&] { return part.assign(utf8->text.substr(start, count).c_str(), codePage); });
+    return part;
 }
 
 bool QMString::join(const QMString& other, Side side, const char* function) {
@@ -227,13 +263,16 @@ bool QMString::join(const QMString& other, Side side, const char* function) {
         qm_Log(QM_SOURCE_PATH, function, __LINE__, QM_LOG_LEVEL_ERROR, "not support for now.\n");
         return false;
     }
-    if (hasNoStore) {
-        *this = other;
+    return withMemory(function, [&] {
+        if (hasNoStore) {
+            store = Utf8{added->text};
+            codePage = other.codePage;
+            return true;
+        }
+        const std::string& own = std::get<Utf8>(store).text;
+        store = Utf8{side == Side::kBehind ? own + added->text : added->text + own};
         return true;
-    }
-    const std::string& own = std::get<Utf8>(store).text;
-    store = Utf8{side == Side::kBehind ? own + added->text : added->text + own};
-    return true;
+    });
 }
 
 bool QMString::Append(const QMString& other) {

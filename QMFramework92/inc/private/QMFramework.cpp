@@ -50,9 +50,12 @@ void openSystemLog() {
 
 bool startServices() {
     try {
+        openSystemLog();
         threadMng = QMThreadMng::getInstance();
         return QMWatchDog::getInstance()->Start();
-    } catch (const std::exception&) {
+    } catch (const std::exception& exception) {
+        qm_Log(QM_SOURCE_PATH, "qm_FwInitialize", __LINE__, QM_LOG_LEVEL_ERROR,
+               "catch exception. what [%s]\n", exception.what());
         return false;
     }
 }
@@ -65,7 +68,6 @@ int qm_FwInitialize(const char* processName, int /*reserved*/) {
     }
     memoryAccounting = 0;
     storeProcessName(processName);
-    openSystemLog();
     if (!startServices()) {
         qm_FwTerminate();
         return kFailure;

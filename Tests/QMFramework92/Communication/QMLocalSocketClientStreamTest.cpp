@@ -391,6 +391,20 @@ TEST_F(QMLocalSocketClientExchange, CreatedBufferThatCannotBeMadeIsLogged) {
     EXPECT_EQ(log.count("recv buffer : NULL"), 1U);
 }
 
+TEST_F(QMLocalSocketClientExchange, ReplyWithoutABufferDoesNotPassForTheNextOne) {
+    FramedPeer peer = startAndAccept();
+    {
+        const FailingAllocation failing(777);
+        std::thread answer = answerWith(peer, frameOf(std::string(777, 'x')));
+        EXPECT_EQ(communicateWithCreateBuff("question"), 0);
+        answer.join();
+    }
+    std::thread answer = answerWith(peer, frameOf("reply"));
+    EXPECT_NE(communicateWithCreateBuff("question"), 0);
+    answer.join();
+    EXPECT_EQ(replyLength, 5U);
+}
+
 TEST_F(QMLocalSocketClientExchange, CreatedBufferOfABrokenReplyIsNotHandedOut) {
     FramedPeer peer = startAndAccept();
     std::thread answer = answerWithAndClose(peer, framePrefix(10) + "half");

@@ -341,6 +341,15 @@ TEST_F(QMLocalSocketServerStreamTest, ReceiveThatCannotAllocateLogsAndDispatches
     EXPECT_THAT(recorder.frames.all(), IsEmpty());
 }
 
+TEST_F(QMLocalSocketServerStreamTest, FrameWithoutABufferDoesNotPassForTheNextOnes) {
+    const FailingAllocation failing(777);
+    FramedPeer peer = startAndConnect();
+    ASSERT_TRUE(peer.sendFrame(std::string(777, 'x')));
+    ASSERT_TRUE(peer.sendFrame("next"));
+    EXPECT_TRUE(waitUntil([&] { return !recorder.frames.all().empty(); }));
+    ASSERT_EQ(recorder.frames.all().size(), 1U);
+}
+
 TEST_F(QMLocalSocketServerStreamTest, AllocationThatThrowsSomethingElseIsLoggedWithoutItsText) {
     const FailingAllocation failing(777, FailingAllocation::kOtherException);
     FramedPeer peer = startAndConnect();

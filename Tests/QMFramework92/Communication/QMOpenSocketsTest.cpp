@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "Tests/Support/Deadline.h"
+#include "Tests/Support/HeapWatch.h"
 #include "Tests/Support/ProcessState.h"
 
 namespace {
@@ -39,6 +40,15 @@ TEST_F(QMOpenSocketsTest, AdoptedSocketIsContainedUntilItIsClosed) {
     sockets.close(number);
     EXPECT_FALSE(sockets.contains(number));
     EXPECT_EQ(wpp_test::openDescriptors().count(number), 0U);
+}
+
+TEST_F(QMOpenSocketsTest, SocketIsAdoptedWithoutMemoryIntoReservedRoom) {
+    ASSERT_TRUE(sockets.reserve());
+    const wpp_test::EmptyHeap empty;
+    EXPECT_FALSE(sockets.contains(ours.get()));
+    const int number = sockets.adopt(std::move(ours));
+    EXPECT_TRUE(sockets.contains(number));
+    EXPECT_FALSE(sockets.reserve());
 }
 
 TEST_F(QMOpenSocketsTest, ListIsInAscendingOrder) {

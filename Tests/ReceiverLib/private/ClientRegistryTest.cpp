@@ -191,9 +191,18 @@ TEST_F(ClientRegistryTest, StopEndsAWaitForALossThatIsNotReported) {
     registry.take("TCP_1");
     const Link fresh = add("TCP_1", TransportType::kTcp);
     auto joining = std::async(std::launch::async, [&] { return join(fresh, "phone"); });
-    EXPECT_EQ(registry.stop().size(), 1U);
+    registry.stop();
     ASSERT_EQ(joining.wait_for(kPatience), std::future_status::ready);
     EXPECT_FALSE(joining.get());
+}
+
+TEST_F(ClientRegistryTest, EveryLinkIsTakenOutAfterTheStop) {
+    const Link first = addJoined("TCP_1", TransportType::kTcp, "phone");
+    const Link second = add("TCP_2", TransportType::kTcp);
+    registry.stop();
+    EXPECT_EQ(registry.takeAny(), first);
+    EXPECT_EQ(registry.takeAny(), second);
+    EXPECT_EQ(registry.takeAny(), nullptr);
 }
 
 TEST_F(ClientRegistryTest, NothingIsLostOnceStopped) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <string>
 
 namespace wifi_projection_protocol {
@@ -20,15 +21,23 @@ private:
 TEST(LibraryLog, PassesLevelAndTextOn) {
     std::string lines;
     LibraryLog log(std::make_unique<Target>(lines));
-    log.write(LibraryLog::kInfo, "a");
-    log.write(LibraryLog::kWarning, "b");
-    log.write(LibraryLog::kError, "c");
-    EXPECT_EQ(lines, "0a1b2c");
+    log.report(LibraryLog::kInfo, "a", "b");
+    log.report(LibraryLog::kWarning, "c", "d");
+    log.report(LibraryLog::kError, "e", "f");
+    EXPECT_EQ(lines, "0a: b1c: d2e: f");
 }
 
 TEST(LibraryLog, DropsLinesWithoutATarget) {
     LibraryLog log(nullptr);
-    EXPECT_NO_THROW(log.write(LibraryLog::kInfo, "a"));
+    EXPECT_NO_THROW(log.report(LibraryLog::kInfo, "a", "b"));
+}
+
+TEST(LibraryLog, DropsALineThatItsTargetThrowsAt) {
+    struct Throwing : WifiProjectionProtocolLoggingCallback {
+        void log(int, const std::string&) override { throw std::bad_alloc(); }
+    };
+    LibraryLog log(std::make_unique<Throwing>());
+    EXPECT_NO_THROW(log.report(LibraryLog::kInfo, "a", "b"));
 }
 
 }  // namespace

@@ -5,6 +5,8 @@
 #include <thread>
 #include <utility>
 
+#include "Core/CaughtException.h"
+#include "Diagnostics/QMLog.h"
 #include "LibWpp/SppReceivedData.h"
 #include "Proxy/QmcWirelessProjectionBtProxy.h"
 
@@ -12,6 +14,7 @@ namespace wifi_projection_protocol {
 
 namespace {
 constexpr int kClosed = -1;
+constexpr int kNotSent = 0;
 constexpr std::chrono::milliseconds kFailedWaitPause{100};
 }  // namespace
 
@@ -49,8 +52,14 @@ int RfcommTransportAdapter::write(const void* source, unsigned length) {
     if (closed != 0) {
         return kClosed;
     }
-    return QmcWirelessProjectionBtProxy::getInstance()->sendSppData(
-        btDeviceId, serviceUuid, static_cast<const std::uint8_t*>(source), length);
+    try {
+        return QmcWirelessProjectionBtProxy::getInstance()->sendSppData(
+            btDeviceId, serviceUuid, static_cast<const std::uint8_t*>(source), length);
+    } catch (...) {
+        // Nothing may be thrown into the library that writes.
+        QM_LOG_ERROR("catch exception. BtDeviceId=%d, what [%s]\n", btDeviceId, caughtExceptionText());
+        return kNotSent;
+    }
 }
 
 void RfcommTransportAdapter::close() {
@@ -59,7 +68,12 @@ void RfcommTransportAdapter::close() {
     }
     QmcWirelessProjectionBtProxy* proxy = QmcWirelessProjectionBtProxy::getInstance();
     proxy->RemoveObserver(&observer);
-    proxy->disconnectSpp(btDeviceId, serviceUuid);
+    try {
+        proxy->disconnectSpp(btDeviceId, serviceUuid);
+    } catch (...) {
+        // The destructor closes too, and a reader waits for the signal that follows.
+        QM_LOG_ERROR("catch exception. BtDeviceId=%d, what [%s]\n", btDeviceId, caughtExceptionText());
+    }
     dataAvailable.SetEvent();
 }
 

@@ -30,7 +30,7 @@ public:
     int read(void* destination, unsigned length);
 
     /// Sends SendSppData and waits for the Bluetooth process's reply.
-    /// @return the reply's value, 0 when the exchange failed (the stream logs it), or -1 once closed.
+    /// @return the reply's value, 0 when the exchange failed (logged), or -1 once closed.
     int write(const void* source, unsigned length);
 
     /// Stops the arrivals, sends one DisconnectSpp and wakes the reader. Further calls do nothing.

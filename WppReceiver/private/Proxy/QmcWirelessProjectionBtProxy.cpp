@@ -65,20 +65,20 @@ void QmcWirelessProjectionBtProxy::onReceivedServerSocket(const void* data, unsi
     if (data == nullptr || length == 0) {
         return;
     }
-    WppIPCMessageHeader header;
+    std::int32_t messageId = WppIPCMessageHeader::kUnknownMessageId;
     try {
-        header.deserialize(data, length);
-        if (header.messageId == RecvSppDataSerializer::kMessageId) {
+        messageId = WppIPCMessageHeader::idOf(data, length);
+        if (messageId == RecvSppDataSerializer::kMessageId) {
             publishSppData(data, length);
         } else {
-            QM_LOG_ERROR("*** unknown message! *** messageId[%d] \n", header.messageId);
+            QM_LOG_ERROR("*** unknown message! *** messageId[%d] \n", messageId);
         }
     } catch (...) {
         // The stream's thread would end with the exception, and no further byte of any phone come in.
-        QM_LOG_ERROR("catch exception. messageId[%d], what [%s]\n", header.messageId, caughtExceptionText());
+        QM_LOG_ERROR("catch exception. messageId[%d], what [%s]\n", messageId, caughtExceptionText());
     }
-    if (!reply(header.messageId)) {
-        QM_LOG_ERROR("*** message processing failed! *** messageId[%d] \n", header.messageId);
+    if (!reply(messageId)) {
+        QM_LOG_ERROR("*** message processing failed! *** messageId[%d] \n", messageId);
     }
 }
 

@@ -152,18 +152,18 @@ void QmcWirelessProjectionService::onReceivedServerSocket(const void* data, unsi
     if (size == 0 || data == nullptr) {
         return;
     }
-    WppIPCMessageHeader header;
+    std::int32_t messageId = WppIPCMessageHeader::kUnknownMessageId;
     bool processed;
     try {
-        header.deserialize(data, size);
-        processed = dispatch(header.messageId, data, size);
+        messageId = WppIPCMessageHeader::idOf(data, size);
+        processed = dispatch(messageId, data, size);
     } catch (...) {
         // The stream's thread would end with the exception, and no further command be heard.
-        QM_LOG_ERROR("catch exception. messageId[%d], what [%s]\n", header.messageId, caughtExceptionText());
-        processed = isUnanswered(header.messageId) || reply(kNotHandled);
+        QM_LOG_ERROR("catch exception. messageId[%d], what [%s]\n", messageId, caughtExceptionText());
+        processed = isUnanswered(messageId) || reply(kNotHandled);
     }
     if (!processed) {
-        QM_LOG_ERROR("*** message processing failed! *** messageId[%d] \n", header.messageId);
+        QM_LOG_ERROR("*** message processing failed! *** messageId[%d] \n", messageId);
     }
 }
 

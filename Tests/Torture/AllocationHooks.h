@@ -1,0 +1,19 @@
+#pragma once
+
+#include "Tests/Torture/AllocationControl.h"
+
+namespace wpp_torture {
+
+/// Makes this the control of the process's allocations; null for none.
+void useControl(AllocationControl* control);
+
+/// Keeps the hooks from counting or failing what the calling thread allocates in the scope.
+class Unharmed {
+public:
+    Unharmed();
+    ~Unharmed();
+    Unharmed(const Unharmed&) = delete;
+    Unharmed& operator=(const Unharmed&) = delete;
+};
+
+}  // namespace wpp_torture

@@ -1,0 +1,287 @@
+#include "Tests/Torture/RoadTorture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <thread>
+
+#include "Simulator/private/Road/Road.h"
+#include "Simulator/private/Road/RoadStages.h"
+#include "Tests/Support/TemporaryDirectory.h"
+#include "Tests/Torture/ControlFile.h"
+
+namespace wpp_torture {
+
+namespace {
+
+using simulator::Expectation;
+using simulator::Json;
+using simulator::Milliseconds;
+using simulator::PeerEvent;
+using simulator::Road;
+using simulator::StageFailure;
+
+constexpr Milliseconds kStageLimit{2500};
+constexpr Milliseconds kEndLimit{1500};  // of one attempt
+constexpr int kEndAttempts = 14;
+constexpr int kFreshControllerAttempt = 4;
+constexpr Milliseconds kLook{20};
+constexpr int kStopProtocol = 1001;
+constexpr int kCannotStart = 1;  // the receiver's status when there is no memory to begin with
+constexpr std::size_t kShownLines = 15;
+
+/// One road from its beginning to the receiver's end.
+class TorturedRoad {
+public:
+    TorturedRoad(const RoadPrograms& programs, simulator::TlsSource tls, const Injection& injection,
+                 bool isListing)
+        : control((directory.path() / "control").string()), road(optionsFor(programs, tls), nowhere) {
+        control->failing = static_cast<std::uint32_t>(injection.failing);
+        control->index = injection.index;
+        control->stack = injection.stack;
+        control->listing = isListing ? 1 : 0;
+        control->armed = 1;
+        // The receiver's child process inherits it; the peers have no hooks to read it.
+        setenv(kControlVariable, control.path().c_str(), 1);
+    }
+
+    RoadOutcome take(simulator::TlsSource tls) {
+        takeStages(tls);
+        if (!end) {
+            bringMemoryBack();
+            walkAgain(tls);
+            endByCommand();
+        }
+        judge();
+        return outcome;
+    }
+
+    std::vector<std::uint64_t> stacks() const {
+        const std::uint64_t count = std::min<std::uint64_t>(control->allocations, kMostRecords);
+        return {control->stacks, control->stacks + count};
+    }
+
+private:
+    simulator::RoadOptions optionsFor(const RoadPrograms& programs, simulator::TlsSource tls) const {
+        simulator::RoadOptions options;
+        options.receiver = programs.receiver;
+        options.simulator = programs.simulator;
+        options.keepLog = (directory.path() / "log").string();
+        options.scenario.tls = tls;
+        options.scenario.limit = kStageLimit;
+        return options;
+    }
+
+    void takeStages(simulator::TlsSource tls) {
+        for (const std::string& name : simulator::wholeRoad(tls)) {
+            if (name == "terminate") {
+                return;
+            }
+            try {
+                takeStage(name);
+            } catch (const std::exception& failure) {
+                outcome.stage = name + ": " + failure.what();
+                end = awaitEnd(Milliseconds(0));
+                return;
+            }
+        }
+    }
+
+    /// An empty heap is taken back once it has had its effect; one that comes only with the end stays.
+    void bringMemoryBack() {
+        if (control->failures != 0) {
+            control->armed = 0;
+        }
+    }
+
+    void takeStage(const std::string& name) {
+        simulator::findRoadStage(name)->take(road);
+        road.takeProof();
+    }
+
+    /// With memory back, and the protocol begun anew, a fresh phone comes all the way. Not after a failure that cost
+    /// a link or a reply, or that a peer noticed ahead of its order, since the peers do not get over that.
+    void walkAgain(simulator::TlsSource tls) {
+        if (control->failures == 0 || outcome.stage.empty() || outcome.stage.rfind("process up", 0) == 0 ||
+            outcome.stage.find("\"reply\"") != std::string::npos ||
+            outcome.stage.find("refused an order") != std::string::npos) {
+            return;
+        }
+        try {
+            const std::string phone = road.phones().front().name;
+            road.order("road", {{"order", "kill"}, {"peer", phone}});
+            road.command({{"message", kStopProtocol}});
+            forgetFirstWalk();
+            road.launch(phone);
+            for (const std::string& name : simulator::wholeRoad(tls)) {
+                if (name != "process up" && name != "terminate") {
+                    takeStage(name);
+                }
+            }
+            outcome.walkedAgain = true;
+        } catch (const std::exception& failure) {
+            second = failure.what();
+        }
+    }
+
+    void forgetFirstWalk() {
+        for (const char* const event : {"notification", "key-answered", "sent"}) {
+            road.forget({Road::kController, event, Json::object(), Json::object(), {}});
+        }
+        for (const char* const event : {"disconnect-spp", "phone-linked", "phone-gone"}) {
+            road.forget({Road::kBluetooth, event, Json::object(), Json::object(), {}});
+        }
+    }
+
+    /// Memory comes back in any case once the command had its chance without. What an empty heap took of the
+    /// command is sent again, and a controller that lost count of its replies gives way to a fresh one.
+    void endByCommand() {
+        for (int attempt = 1; attempt <= kEndAttempts && !end; ++attempt) {
+            if (attempt == kFreshControllerAttempt) {
+                road.launch(Road::kController);
+            }
+            orderEnd();
+            end = awaitEnd(kEndLimit);
+            control->armed = 0;
+        }
+    }
+
+    void orderEnd() { road.order(Road::kController, {{"order", "send"}, {"message", 1}}); }
+
+    /// A road that a peer has abandoned waits for nothing any more, but its loop still takes steps.
+    std::optional<PeerEvent> awaitEnd(Milliseconds limit) {
+        const simulator::Deadline deadline(limit);
+        do {
+            try {
+                road.refuse({Road::kReceiver, "no such event", Json::object(), Json::object(), {}}, {});
+                return road.await(
+                    {Road::kReceiver, "exit", Json::object(), Json::object(), Milliseconds(kLook)});
+            } catch (const StageFailure&) {
+                std::this_thread::sleep_for(Milliseconds(1));
+            }
+        } while (!deadline.passed());
+        return std::nullopt;
+    }
+
+    void judge() {
+        outcome.everyStage = outcome.stage.empty();
+        outcome.failures = control->failures;
+        outcome.allocations = control->allocations;
+        outcome.beforeMain = control->beforeMain;
+        outcome.where = firstFailure();
+        outcome.tlsLost = isOpenSsl() && (second.find("tls-done") != std::string::npos ||
+                                          second.find("\"link\":\"tcp\"") != std::string::npos);
+        const std::vector<std::string> lines = linesOf("receiver.log");
+        for (const std::string& line : lines) {
+            outcome.logged = outcome.logged || isNewsOfFailure(line);
+        }
+        outcome.finding = findingOf();
+        if (!outcome.finding.empty()) {
+            showLast(lines);
+            showLast(linesOf("phone-1.jsonl"));
+        }
+    }
+
+    std::string findingOf() const {
+        if (outcome.failures == 0 && !outcome.everyStage) {
+            return {};  // a machine too busy to get that far
+        }
+        if (!end) {
+            return "does not end on command 1";
+        }
+        if (end->details.contains("signal")) {
+            return "ended by signal " + end->details["signal"].dump();
+        }
+        const int status = end->details["status"].get<int>();
+        if (status != 0 && (status != kCannotStart || !outcome.logged)) {
+            return "ended with status " + std::to_string(status);
+        }
+        if (!second.empty() && !outcome.tlsLost) {
+            return "not usable again: " + second;
+        }
+        if (!outcome.everyStage && !outcome.logged && isOurs()) {
+            return "silent";
+        }
+        return {};
+    }
+
+    /// Whether the receiver's code asked for the memory, itself or through a library of others. What fails inside the
+    /// receiver library is reported to its logging callback, which drops the lines by design.
+    bool isOurs() const {
+        for (const std::string& frame : outcome.where) {
+            if (frame.rfind("libreceiver-lib", 0) == 0) {
+                return false;
+            }
+            if (frame.rfind("receiver+", 0) == 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// Whether it was OpenSSL that got no memory.
+    bool isOpenSsl() const {
+        return std::any_of(outcome.where.begin(), outcome.where.end(), [](const std::string& frame) {
+            return frame.rfind("libcrypto", 0) == 0 || frame.rfind("libssl", 0) == 0;
+        });
+    }
+
+    static bool isNewsOfFailure(const std::string& line) {
+        return line.find("[error]") != std::string::npos &&
+               line.find("StartProjection timeout") == std::string::npos;
+    }
+
+    void showLast(const std::vector<std::string>& lines) {
+        const std::size_t shown = std::min(lines.size(), kShownLines);
+        outcome.lastLog.insert(outcome.lastLog.end(), lines.end() - static_cast<std::ptrdiff_t>(shown),
+                               lines.end());
+    }
+
+    std::vector<std::string> linesOf(const char* name) const {
+        std::ifstream file(directory.path() / "log" / name);
+        std::vector<std::string> lines;
+        for (std::string line; std::getline(file, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    }
+
+    std::vector<std::string> firstFailure() const {
+        std::vector<std::string> frames;
+        for (std::uint32_t i = 0; i < control->frameCount; ++i) {
+            const Frame& frame = control->frames[i];
+            std::ostringstream text;
+            text << (frame.module[0] == '\0' ? "receiver" : frame.module) << "+0x" << std::hex
+                 << frame.offset;
+            frames.push_back(text.str());
+        }
+        return frames;
+    }
+
+    const wpp_test::TemporaryDirectory directory;
+    std::ostringstream nowhere;
+    ControlFile control;
+    Road road;
+    std::optional<PeerEvent> end;
+    std::string second;  // why the road could not be walked again
+    RoadOutcome outcome;
+};
+
+}  // namespace
+
+RoadOutcome takeTorturedRoad(const RoadPrograms& programs, simulator::TlsSource tls,
+                             const Injection& injection) {
+    return TorturedRoad(programs, tls, injection, false).take(tls);
+}
+
+std::vector<std::uint64_t> listStacks(const RoadPrograms& programs, simulator::TlsSource tls,
+                                      RoadOutcome& outcome) {
+    TorturedRoad road(programs, tls, {}, true);
+    outcome = road.take(tls);
+    return road.stacks();
+}
+
+}  // namespace wpp_torture
