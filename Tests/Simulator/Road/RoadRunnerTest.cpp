@@ -85,7 +85,7 @@ TEST_F(RoadRunnerTest, StagesOfThePhonesAreTakenInEachRound) {
               0)
         << output.str();
     for (const char* const line : {"] round 1: here\n", "] round 1: there\n", "] round 3: here\n",
-                                   "] round 2: receiver 0.0 MB, 0 descriptors, 0 threads; at most",
+                                   "] round 2: receiver 0.0 MB, 0 descriptors, 0 waits, 0 threads; at most",
                                    "road: every stage reached, 6 stages with 1 phone in",
                                    "road: after 3 rounds the receiver is as after 2: 0.0 MB,"}) {
         EXPECT_TRUE(printed(line)) << line << "\n" << output.str();
