@@ -211,9 +211,10 @@ private:
         requests += wpp_test::frameOf(request);
     }
 
-    /// Takes what an exchange reads off the pending bytes. A peer that owes bytes leaves, since they would be waited
-    /// for without limit. @return whether there is a whole reply, of this length.
-    bool takeReply(std::uint32_t largest, bool discardsLarger, std::uint32_t& length, std::string& reply) {
+    /// Takes what an exchange reads off the pending bytes; what there is no room for, it takes by the next one. A peer
+    /// that owes bytes leaves, since they would be waited for without limit. @return whether there is a whole reply, of
+    /// this length.
+    bool takeReply(std::uint32_t largest, std::uint32_t& length, std::string& reply) {
         if (pending.size() < kPrefix) {
             if (!pending.empty()) {
                 pending.clear();
@@ -223,7 +224,7 @@ private:
         }
         length = lengthOf(pending);
         pending.erase(0, kPrefix);
-        if (length == 0 || (length > largest && !discardsLarger)) {
+        if (length == 0) {
             return false;
         }
         if (pending.size() < length) {
@@ -245,7 +246,7 @@ private:
         const bool anything = !pending.empty();
         std::uint32_t length = 0;
         std::string expected;
-        const bool isWhole = takeReply(kReceiveLimit, true, length, expected);
+        const bool isWhole = takeReply(kReceiveLimit, length, expected);
         // Memory of exactly the announced size, so that one byte too many is noticed.
         const auto reply = std::make_unique<std::uint8_t[]>(kReceiveLimit);
         unsigned replyLength = 7;
@@ -267,7 +268,7 @@ private:
         const bool anything = !pending.empty();
         std::uint32_t length = 0;
         std::string expected;
-        const bool isWhole = takeReply(kLargestFrame, false, length, expected);
+        const bool isWhole = takeReply(kLargestFrame, length, expected);
         void* buffer = nullptr;
         unsigned replyLength = 7;
         const int sent = link.stream.communicateWithCreateBuff(
@@ -323,13 +324,12 @@ private:
         while (bytes.size() >= kPrefix) {
             const std::uint32_t length = lengthOf(bytes);
             bytes.erase(0, kPrefix);
-            if (length == 0 || length > kLargestFrame) {
-                continue;
-            }
             if (bytes.size() < length) {
                 break;
             }
-            frames.push_back(bytes.substr(0, length));
+            if (length > 0 && length <= kLargestFrame) {
+                frames.push_back(bytes.substr(0, length));
+            }
             bytes.erase(0, length);
         }
         return frames;

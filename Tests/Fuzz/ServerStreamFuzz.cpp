@@ -1,8 +1,8 @@
 // The server stream's framing: whatever a peer sends, in any pieces, and however it leaves. Each connection is a
 // stream of bytes of its own; the stream itself is kept from one input to the next.
 //
-// Every frame that is whole and can be held reaches the handler, byte for byte and in order; a length that is 0 or too
-// large costs its four bytes only; what is cut off is logged and dropped; answers reach the peer as frames.
+// Every frame that is whole and can be held reaches the handler, byte for byte and in order; a length of 0 costs its four
+// bytes only; what is too large or cut off is logged and dropped; answers reach the peer as frames.
 
 #include <sys/socket.h>
 #include <unistd.h>
@@ -57,15 +57,17 @@ struct Model {
             at += sizeof(length);
             if (length == 0) {
                 ++empty;
-            } else if (length > kLargestFrame) {
-                ++tooLarge;
-            } else if (bytes.size() - at < length) {
+                continue;
+            }
+            tooLarge += length > kLargestFrame ? 1 : 0;
+            if (bytes.size() - at < length) {
                 ++cutOff;
                 return;
-            } else {
-                frames.push_back(bytes.substr(at, length));
-                at += length;
             }
+            if (length <= kLargestFrame) {
+                frames.push_back(bytes.substr(at, length));
+            }
+            at += length;
         }
         cutPrefixes = at < bytes.size() ? 1 : 0;
     }
