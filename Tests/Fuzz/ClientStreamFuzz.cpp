@@ -99,6 +99,11 @@ public:
         FUZZ_CHECK(changed.wait_for(lock, wpp_test::kGenerousLimit, predicate));
     }
 
+    unsigned countLosses() {
+        const std::lock_guard<std::mutex> guard(mutex);
+        return losses;
+    }
+
     std::vector<std::string> takeFrames() {
         const std::lock_guard<std::mutex> guard(mutex);
         return std::move(frames);
@@ -179,11 +184,11 @@ private:
         hasLeft = true;
         if (pending.empty()) {
             // The end is noticed by the next exchange, and reported.
-            const unsigned before = link.losses;
+            const unsigned before = link.countLosses();
             std::uint8_t reply[kReceiveLimit];
             FUZZ_CHECK(link.stream.communicate("a", 1, reply, nullptr, -1) == 0);
             requests += wpp_test::frameOf("a");
-            FUZZ_CHECK(link.losses == before + 1 && wpp_test::logLines("recv: no data\n") == 1);
+            FUZZ_CHECK(link.countLosses() == before + 1 && wpp_test::logLines("recv: no data\n") == 1);
             void* buffer = nullptr;
             FUZZ_CHECK(link.stream.communicate("a", 1, reply, nullptr, -1) == 0);
             FUZZ_CHECK(link.stream.communicateWithCreateBuff("a", 1, &buffer, nullptr, -1) == 0);
@@ -306,7 +311,7 @@ public:
         const std::string bytes = input.takeText(kLongestStream);
         wpp_test::forgetLog();
         link.takeFrames();
-        const unsigned before = link.losses;
+        const unsigned before = link.countLosses();
         std::uint8_t reply[kReceiveLimit];
         FUZZ_CHECK(link.stream.communicate("a", 1, reply, nullptr, 0) == 0);
         FUZZ_CHECK(wpp_test::logLines("communicate method : ASYNC\n") == 1);
