@@ -126,6 +126,7 @@ void RoadRunner::takeStage(Road& road, const ScenarioStage& stage) {
     if (options.scenario.rounds > 1) {
         const ProcessFigures now = road.receiverFigures();
         peak.descriptors = std::max(peak.descriptors, now.descriptors);
+        peak.waits = std::max(peak.waits, now.waits);
         peak.threads = std::max(peak.threads, now.threads);
         if (stage.endsRound) {
             endRound(road, stage.round);
@@ -137,8 +138,8 @@ void RoadRunner::takeStage(Road& road, const ScenarioStage& stage) {
 void RoadRunner::endRound(Road& road, int round) {
     figures.push_back(road.settledFigures());
     out << "[" << secondsText(monotonicSeconds() - begin) << "] round " << round << ": receiver "
-        << figures.back().describe() << "; at most " << peak.descriptors << " descriptors, " << peak.threads
-        << " threads" << std::endl;
+        << figures.back().describe() << "; at most " << peak.descriptors << " descriptors, " << peak.waits
+        << " waits, " << peak.threads << " threads" << std::endl;
     peak = {};
     road.refuse({Road::kController, "notification", Json::object(), Json::object(), {}},
                 "the controller was told more than there was to tell");
