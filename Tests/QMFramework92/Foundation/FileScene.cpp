@@ -108,7 +108,7 @@ bool becomeRootAmongOwnMounts() {
 
 bool mountSmall(const std::string& folder, unsigned bytes) {
     const std::string size = "size=" + std::to_string(bytes);
-    return becomeRootAmongOwnMounts() && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    return becomeRootAmongOwnMounts() && mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("small", folder.c_str(), "tmpfs", 0, size.c_str()) == 0;
 }
 

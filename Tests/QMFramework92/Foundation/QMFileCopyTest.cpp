@@ -100,7 +100,9 @@ TEST(QMFileCopy, DeepTreesCostNoDescriptors) {
     }
     scene.file(path + "/file", "deep");
     EXPECT_TRUE(wpp_test::inChild([&] {
-        const rlimit few{40, 40};
+        rlimit few{};
+        getrlimit(RLIMIT_NOFILE, &few);
+        few.rlim_cur = 40;
         return setrlimit(RLIMIT_NOFILE, &few) == 0 && copy(scene.at("a"), scene.at("b"));
     }));
     EXPECT_EQ(scene.content("b" + path.substr(1) + "/file"), "deep");
