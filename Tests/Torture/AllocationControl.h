@@ -4,23 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Tests/Torture/Failing.h"
+#include "Tests/Torture/StackTrace.h"
+
 namespace wpp_torture {
-
-/// Which allocations of a process fail.
-enum class Failing : std::uint32_t {
-    kNone = 0,        ///< none: they are only counted
-    kOnce = 1,        ///< the chosen one
-    kFromThereOn = 2  ///< the chosen one and all that follow, until the control is disarmed
-};
-
-constexpr std::size_t kMostRecords = 1U << 18U;
-constexpr std::size_t kMostFrames = 48;
-
-/// One return address: the file of its module and the offset in it.
-struct Frame {
-    char module[64];
-    std::uint64_t offset;
-};
 
 /// What a tortured process shares with whoever tortures it; both map the same file. All zero to begin with.
 ///
@@ -43,8 +30,5 @@ struct AllocationControl {
 
     std::atomic<std::uint64_t> stacks[kMostRecords];  ///< by number - 1, while listing
 };
-
-/// The environment variable with the path of the file to map.
-constexpr const char* kControlVariable = "WPP_TORTURE_CONTROL";
 
 }  // namespace wpp_torture

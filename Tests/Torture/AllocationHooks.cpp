@@ -1,17 +1,13 @@
 #include "Tests/Torture/AllocationHooks.h"
 
 #include <dlfcn.h>
-#include <execinfo.h>
 #include <fcntl.h>
-#include <link.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
 // What really allocates: the sanitizer's allocator, or the C library's own.
 #if defined(WPP_BESIDE_ADDRESS_SANITIZER)
@@ -33,9 +29,9 @@ namespace {
 
 using wpp_torture::AllocationControl;
 using wpp_torture::Failing;
-using wpp_torture::Frame;
-using wpp_torture::kMostFrames;
 using wpp_torture::kMostRecords;
+using wpp_torture::Stack;
+using wpp_torture::takeStack;
 
 // The hooks run before any constructor and after every destructor, so nothing here has one. The initial-exec model
 // keeps a thread's first look at its variable from allocating.
@@ -46,77 +42,11 @@ std::atomic<bool> mainHasBegun{false};
 std::atomic<std::uint64_t> takenBeforeMain{0};
 WPP_THREAD_VARIABLE unsigned unharmedScopes = 0;
 
-using Addresses = std::array<void*, kMostFrames>;
-
-/// The return addresses from the hook's caller on.
-struct Stack {
-    Addresses addresses;
-    std::size_t first = 0;
-    std::size_t end = 0;
-};
-
-/// What calls a hook; the frames before it are the hook's own.
-#define WPP_CALLER __builtin_return_address(0)
-
 /// Marks what the hooks themselves allocate, inside the unwinder and the loader.
 struct InsideHook {
     InsideHook() { ++unharmedScopes; }
     ~InsideHook() { --unharmedScopes; }
 };
-
-bool locate(void* address, dl_find_object& found) {
-    return _dl_find_object(address, &found) == 0;
-}
-
-std::uint64_t offsetOf(void* address, const dl_find_object& found) {
-    return reinterpret_cast<std::uintptr_t>(address) - found.dlfo_link_map->l_addr;
-}
-
-std::uint64_t mix(std::uint64_t hash, std::uint64_t value) {
-    constexpr std::uint64_t kPrime = 0x100000001b3U;
-    return (hash ^ value) * kPrime;
-}
-
-/// The same in every process of the program, wherever its modules lie. Never 0.
-std::uint64_t hashOf(const Stack& stack) {
-    constexpr std::uint64_t kOffsetBasis = 0xcbf29ce484222325U;
-    std::uint64_t hash = kOffsetBasis;
-    for (std::size_t i = stack.first; i < stack.end; ++i) {
-        dl_find_object found;
-        if (locate(stack.addresses[i], found)) {
-            const auto length =
-                static_cast<char*>(found.dlfo_map_end) - static_cast<char*>(found.dlfo_map_start);
-            hash = mix(mix(hash, offsetOf(stack.addresses[i], found)), static_cast<std::uint64_t>(length));
-        }
-    }
-    return hash | 1U;
-}
-
-void describe(AllocationControl& shared, const Stack& stack) {
-    std::uint32_t written = 0;
-    for (std::size_t i = stack.first; i < stack.end && written < kMostFrames; ++i) {
-        dl_find_object found;
-        if (!locate(stack.addresses[i], found)) {
-            continue;
-        }
-        Frame& frame = shared.frames[written++];
-        const char* const path = found.dlfo_link_map->l_name;
-        const char* const slash = std::strrchr(path, '/');
-        std::strncpy(frame.module, slash == nullptr ? path : slash + 1, sizeof(frame.module) - 1);
-        frame.offset = offsetOf(stack.addresses[i], found);
-    }
-    shared.frameCount = written;
-}
-
-Stack takeStack(void* caller) {
-    Stack stack;
-    stack.end =
-        static_cast<std::size_t>(backtrace(stack.addresses.data(), static_cast<int>(stack.addresses.size())));
-    while (stack.first < stack.end && stack.addresses[stack.first] != caller) {
-        ++stack.first;
-    }
-    return stack;
-}
 
 bool isChosen(AllocationControl& shared, std::uint64_t number, std::uint64_t stack) {
     const std::uint64_t index = shared.index;
@@ -152,7 +82,7 @@ __attribute__((noinline)) bool judge(AllocationControl& shared, void* caller) {
     if (!shared.failures.compare_exchange_strong(none, 1)) {
         return failing == Failing::kFromThereOn;
     }
-    describe(shared, stack);
+    shared.frameCount = wpp_torture::describeStack(stack, shared.frames);
     return true;
 }
 
@@ -207,11 +137,9 @@ AllocationControl* mapControl(const char* path) {
     return memory == MAP_FAILED ? nullptr : static_cast<AllocationControl*>(memory);
 }
 
-/// The unwinder allocates when it is used for the first time.
 void warmUpUnwinder() {
     const InsideHook inside;
-    std::array<void*, 4> frames;
-    static_cast<void>(backtrace(frames.data(), static_cast<int>(frames.size())));
+    wpp_torture::useUnwinder();
 }
 
 using Main = int (*)(int, char**, char**);
@@ -245,6 +173,10 @@ Unharmed::Unharmed() {
 
 Unharmed::~Unharmed() {
     --unharmedScopes;
+}
+
+bool isUnharmed() {
+    return unharmedScopes != 0;
 }
 
 }  // namespace wpp_torture

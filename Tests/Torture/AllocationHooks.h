@@ -7,7 +7,8 @@ namespace wpp_torture {
 /// Makes this the control of the process's allocations; null for none.
 void useControl(AllocationControl* control);
 
-/// Keeps the hooks from counting or failing what the calling thread allocates in the scope.
+/// Keeps the hooks from counting or failing what the calling thread allocates, or which system calls it makes, in the
+/// scope.
 class Unharmed {
 public:
     Unharmed();
@@ -15,5 +16,8 @@ public:
     Unharmed(const Unharmed&) = delete;
     Unharmed& operator=(const Unharmed&) = delete;
 };
+
+/// @return whether the calling thread is within such a scope.
+bool isUnharmed();
 
 }  // namespace wpp_torture

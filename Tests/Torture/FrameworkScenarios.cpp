@@ -19,7 +19,7 @@
 #include "Pattern/QMSingleton.h"
 #include "Pattern/QMSubject.h"
 #include "Tests/Torture/ScenarioTools.h"
-#include "Tests/Torture/Trial.h"
+#include "Tests/Torture/Scenarios.h"
 #include "Utility/QMLTimerMng.h"
 #include "Utility/QMLTimerSubMng.h"
 #include "Utility/QMString.h"

@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "Tests/Torture/Trial.h"
+#include "Tests/Torture/AllocationTrial.h"
+#include "Tests/Torture/Scenarios.h"
 
 namespace {
 

@@ -263,7 +263,7 @@ private:
 
     const wpp_test::TemporaryDirectory directory;
     std::ostringstream nowhere;
-    ControlFile control;
+    ControlFile<AllocationControl> control;
     Road road;
     std::optional<PeerEvent> end;
     std::string second;  // why the road could not be walked again

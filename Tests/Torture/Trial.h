@@ -1,7 +1,7 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,11 +14,11 @@ namespace wpp_torture {
 /// same objects again with memory back; it tells what came of it.
 class Trial {
 public:
-    explicit Trial(AllocationControl& allocationControl) : control(allocationControl) {}
+    explicit Trial(std::atomic<std::uint32_t>& armedFlag) : armed(armedFlag) {}
 
-    /// From here to end() allocations are counted and may fail.
-    void begin() { control.armed = 1; }
-    void end() { control.armed = 0; }
+    /// From here to end() allocations or system calls are counted and may fail.
+    void begin() { armed = 1; }
+    void end() { armed = 0; }
 
     /// A call's status. A failing one is an answer like any other.
     void told(bool succeeded) { refusals += succeeded ? 0 : 1; }
@@ -29,15 +29,20 @@ public:
     /// What has to be so unless a status or the log said that something failed.
     void expect(bool holds, const char* what);
 
+    /// What may be so after certain failures only, as the torturer knows.
+    void endsWith(const char* what) { outcome = what; }
+
     bool wasRefused() const { return refusals > 0; }
     const char* broken() const { return brokenRequirement; }
     const char* missed() const { return missedExpectation; }
+    const char* specialOutcome() const { return outcome; }
 
 private:
-    AllocationControl& control;
+    std::atomic<std::uint32_t>& armed;
     int refusals = 0;
     const char* brokenRequirement = nullptr;  // the first of them
     const char* missedExpectation = nullptr;
+    const char* outcome = nullptr;
 };
 
 struct Scenario {
@@ -47,24 +52,16 @@ struct Scenario {
     bool logsErrors = false;  ///< also when nothing fails
 };
 
-/// The part of them that deals with sockets and files.
-std::vector<Scenario> inputOutputScenarios();
-
-/// Every scenario of the framework.
-const std::vector<Scenario>& frameworkScenarios();
-
-/// What the injections into one scenario came to.
-struct Totals {
-    std::uint64_t allocations = 0;  ///< of one run
-    std::set<std::uint64_t> stacks;
-    std::uint64_t injections = 0;  ///< runs in which an allocation failed
-    std::uint64_t failures = 0;    ///< allocations that failed in them
-    std::uint64_t answered = 0;    ///< of the injections, those that a status or a logged line told of
-    std::vector<std::string> findings;
+/// What came of one run of a scenario.
+struct RunOutcome {
+    bool answered = false;  ///< a status or a logged line told of a failure
+    std::int64_t leaked = 0;
+    std::string special;  ///< what endsWith() said; empty for nothing
+    std::string finding;  ///< what must never be; empty for nothing
 };
 
-/// Fails the scenario's allocations one after the other, once and from there on. After each run nothing may have
-/// escaped, leaked or been left unusable.
-Totals torture(const Scenario& scenario);
+/// Runs the scenario once, with its log captured and a limit on its time. `live` counts the blocks of memory in use.
+RunOutcome runScenario(const Scenario& scenario, std::atomic<std::uint32_t>& armed,
+                       const std::atomic<std::int64_t>& live);
 
 }  // namespace wpp_torture
