@@ -28,13 +28,13 @@ private:
     wpp_test::TemporaryDirectory directory;
 };
 
-/// Answers each frame that its stream receives.
+/// Sends each frame back that its stream receives.
 class Answerer {
 public:
     void onConnection(int, bool) {}
-    void onData(int fd, const void*, unsigned) {
+    void onData(int fd, const void* data, unsigned length) {
         ++received;
-        stream.send(fd, "answer", 6);
+        stream.send(fd, data, length);
     }
 
     bool start() {
@@ -58,7 +58,7 @@ public:
 inline bool isAnswered(std::chrono::milliseconds limit) {
     const Unharmed unharmed;
     wpp_test::FramedPeer peer = wpp_test::FramedPeer::connectTo("S", limit);
-    return peer.isConnected() && peer.sendFrame("question") && peer.receiveFrame(limit) == "answer";
+    return peer.isConnected() && peer.sendFrame("question") && peer.receiveFrame(limit) == "question";
 }
 
 /// A client stream and the peer that it connects to.

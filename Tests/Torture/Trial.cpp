@@ -11,7 +11,7 @@ namespace wpp_torture {
 
 namespace {
 
-constexpr unsigned kHangSeconds = 60;
+constexpr unsigned kHangSeconds = 30;
 
 /// Runs the scenario and takes in what escapes it.
 void runGuarded(const Scenario& scenario, Trial& trial, RunOutcome& outcome) {
