@@ -65,6 +65,15 @@ Taken takeSignal(int descriptor) {
     return count < 0 && errno == EAGAIN ? Taken::kByAnotherWaiter : Taken::kFailed;
 }
 
+/// An interrupted write has written nothing; were it left at that, whoever waits without limit would wait for ever.
+bool writeSignal(int descriptor) {
+    ssize_t count = 0;
+    do {
+        count = write(descriptor, &kSignalByte, sizeof(kSignalByte));
+    } while (count < 0 && errno == EINTR);
+    return count == sizeof(kSignalByte);
+}
+
 /// One wait on a set of read descriptors. It lives for one call and owns the epoll instance.
 class MultiWaiter {
 public:
@@ -220,14 +229,14 @@ void QMEvent::init() {
 }
 
 int QMEvent::SetEvent() {
-    if (write(writeDescriptor, &kSignalByte, sizeof(kSignalByte)) == sizeof(kSignalByte)) {
+    if (writeSignal(writeDescriptor)) {
         return kSignalWritten;
     }
     if (errno == EAGAIN) {
         QM_LOG_STD_ERROR_SHORT();
         Drain(this);
         // The pipe has room now; should another thread have filled it again, the event is set all the same.
-        static_cast<void>(!write(writeDescriptor, &kSignalByte, sizeof(kSignalByte)));
+        static_cast<void>(!writeSignal(writeDescriptor));
     } else if (errno == EPIPE) {
         QM_LOG_STD_ERROR_SHORT();
     }
