@@ -45,7 +45,9 @@ public:
         const DataHandler* dataHandler;              ///< borrowed for the call, cloned: (payload, length)
     };
 
+    using QMLocalSocketStream::hasBegun;
     using QMLocalSocketStream::hasThread;
+    using QMLocalSocketStream::lacksSocket;
 
     QMLocalSocketClientStream();
     /// Stops the stream.
@@ -93,6 +95,8 @@ private:
     int recvStreamData(void* buffer, std::uint32_t length);
     void discardRecvData(void* buffer, std::uint32_t length) QM_REQUIRES(sendLock);
     bool discardUnread();
+    bool discardOwed(const char* function, int timeoutMs);
+    void giveUpConnection();
 
     // Steps of the thread.
     void MainProc();
@@ -113,6 +117,7 @@ private:
     std::atomic<int> socketFd{-1};       // the number of the one socket in `sockets`
     // Bytes of a payload that still wait in the socket; of the thread in mode 1, of the exchanges in mode 0.
     std::uint32_t unreadLength = 0;
+    bool replyOwed = false;  // the peer has a whole request whose reply nobody has taken; of the exchanges
 
     // The thread's own.
     QMLocalSocketName workingName;

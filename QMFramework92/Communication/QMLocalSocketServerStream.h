@@ -47,7 +47,9 @@ public:
         const DataHandler* dataHandler;
     };
 
+    using QMLocalSocketStream::hasBegun;
     using QMLocalSocketStream::hasThread;
+    using QMLocalSocketStream::lacksSocket;
 
     QMLocalSocketServerStream();
     /// Stops the stream.
@@ -83,10 +85,14 @@ private:
     void servePass(int listenFd);
     void acceptSocket(int listenFd);
     int readSocket(int fd);
+    void noteWait(bool succeeded);
+    bool isReadable(int descriptor);
+    void recoverFrom(int fd, bool isTorn);
     void dropClient(int fd);
 
     QMSync clientLock;
     Settings config QM_GUARDED_BY(configLock);
-    Settings working;  // the thread's own copy
+    Settings working;        // the thread's own copy
+    bool waitsFail = false;  // the thread's own: its last wait failed
     QMThread<QMLocalSocketServerStream> thread;
 };

@@ -48,6 +48,12 @@ public:
     /// @return whether the last Start got its thread, be it running or ended. To be asked by who started it.
     bool hasThread() const { return threadBegun; }
 
+    /// @return whether the thread of the last Start has got over its beginning: it runs, or has ended.
+    bool hasBegun() const { return state != kStarting || hasEnded; }
+
+    /// @return whether it has ended for want of a socket. To be asked once it has begun.
+    bool lacksSocket() const { return noSocket; }
+
 protected:
     enum State : int { kStopped = 0, kStarting = 1, kRunning = 2 };
 
@@ -87,6 +93,7 @@ protected:
     std::atomic<int> state{kStopped};
     std::atomic<unsigned> mode{0};
     std::atomic<bool> threadBegun{false};  // set by Start, under the state lock
+    std::atomic<bool> noSocket{false};     // set by the thread
 
     QMSync stateLock;
     QMSync configLock;  // a leaf: guards the configuration between Start and the thread

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -57,21 +58,35 @@ void qm_WriteFrame(std::uint8_t* frame, const void* data, std::uint32_t length) 
     }
 }
 
-bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length) {
-    const ssize_t count = ::recv(socket, buffer, length, MSG_WAITALL);
-    return count >= 0 && static_cast<std::size_t>(count) == length;
+QMReceived qm_Receive(int socket, void* buffer, std::size_t length) {
+    QMReceived received{0, false};
+    while (received.count < length && !received.isClosed) {
+        const ssize_t count = ::recv(socket, static_cast<std::uint8_t*>(buffer) + received.count,
+                                     length - received.count, MSG_WAITALL);
+        if (count < 0 && errno != EINTR) {
+            return received;
+        }
+        received.isClosed = count == 0;
+        received.count += count > 0 ? static_cast<std::size_t>(count) : 0;
+    }
+    return received;
 }
 
-bool qm_Discard(int socket, std::uint32_t length) {
+bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length) {
+    return qm_Receive(socket, buffer, length).count == length;
+}
+
+std::uint32_t qm_Discard(int socket, std::uint32_t length) {
     std::array<std::uint8_t, 4096> chunk;
     while (length > 0) {
         const auto size = std::min<std::uint32_t>(length, chunk.size());
-        if (!qm_ReceiveExactly(socket, chunk.data(), size)) {
-            return false;
+        const std::size_t count = qm_Receive(socket, chunk.data(), size).count;
+        length -= static_cast<std::uint32_t>(count);
+        if (count != size) {
+            break;
         }
-        length -= size;
     }
-    return true;
+    return length;
 }
 
 int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::size_t readyCount,
@@ -87,7 +102,9 @@ int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::
         epoll_event event{};
         event.events = EPOLLIN;
         event.data.fd = descriptors[i];
-        ::epoll_ctl(epoll.get(), EPOLL_CTL_ADD, descriptors[i], &event);
+        if (::epoll_ctl(epoll.get(), EPOLL_CTL_ADD, descriptors[i], &event) != 0 && errno != EBADF) {
+            return kQMWaitFailed;
+        }
     }
     std::vector<epoll_event> events(readyCount);
     const int reported = ::epoll_wait(epoll.get(), events.data(), static_cast<int>(events.size()),

@@ -49,17 +49,27 @@ bool qm_ConnectLocalSocket(int socket, const char* name, std::chrono::millisecon
 /// Lays out a frame at `frame`, which has room for length + 4 bytes.
 void qm_WriteFrame(std::uint8_t* frame, const void* data, std::uint32_t length);
 
-/// One recv of `length` bytes with MSG_WAITALL. @return true when all of them came.
+/// What came of receiving a number of bytes. Fewer of them: the peer has closed, or the call failed with errno.
+struct QMReceived {
+    std::size_t count;
+    bool isClosed;
+};
+
+/// One recv of `length` bytes with MSG_WAITALL, and another one for the rest when a signal has interrupted it: where a
+/// frame breaks off, nobody could tell where the next one begins.
+QMReceived qm_Receive(int socket, void* buffer, std::size_t length);
+
+/// The same. @return true when all of them came.
 bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length);
 
-/// Reads `length` bytes and throws them away, without memory for them. @return true when all of them came.
-bool qm_Discard(int socket, std::uint32_t length);
+/// Reads `length` bytes and throws them away, without memory for them. @return how many of them have not come.
+std::uint32_t qm_Discard(int socket, std::uint32_t length);
 
 enum QMWaitResult : int { kQMWaitInvalid = -1, kQMWaitTimedOut = -2, kQMWaitFailed = -3 };
 
 /// Waits until at least one descriptor is readable (or broken) and writes those that are to `ready`, which
-/// has room for `readyCount`. Descriptors that cannot be watched count as never readable.
-/// @return how many are ready; a QMWaitResult when the time is over, the wait fails or an array is null.
+/// has room for `readyCount`. Numbers that are no descriptors count as never readable.
+/// @return how many are ready; a QMWaitResult when the time is over, the wait fails (with errno) or an array is null.
 int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::size_t readyCount,
                     std::chrono::milliseconds timeout);
 

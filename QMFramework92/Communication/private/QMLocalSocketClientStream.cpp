@@ -182,7 +182,7 @@ void QMLocalSocketClientStream::storeLength(unsigned* destination, int length) {
 QMLocalSocketClientStream::Exchange QMLocalSocketClientStream::requestReply(const char* function,
                                                                             const void* data, unsigned length,
                                                                             int timeoutMs) {
-    if (!discardUnread()) {
+    if (!discardUnread() || !discardOwed(function, timeoutMs)) {
         return {};
     }
     const int sent = sendStreamData(data, static_cast<int>(length));
@@ -190,8 +190,15 @@ QMLocalSocketClientStream::Exchange QMLocalSocketClientStream::requestReply(cons
         QM_STREAM_ERROR_OF(function, "send: error\n");
         return {};
     }
+    if (static_cast<std::uint64_t>(sent) != qm_FrameSize(length)) {
+        // The peer waits for the rest, and would take the next request for it.
+        QM_STREAM_ERROR_OF(function, "send: error\n");
+        giveUpConnection();
+        return {};
+    }
     const int ready = qm_PollReadable(socketFd, timeoutMs);
     if (ready <= 0) {
+        replyOwed = ready < 0;
         QM_STREAM_ERROR_OF(function, ready < 0 ? "poll: error\n" : "poll: timeout\n");
         return {};
     }
@@ -232,21 +239,24 @@ int QMLocalSocketClientStream::sendStreamData(const void* data, int length) {
 
 std::uint32_t QMLocalSocketClientStream::recvStreamLength() {
     std::uint32_t length = 0;
-    const ssize_t count = ::recv(socketFd, &length, sizeof(length), MSG_WAITALL);
-    if (count == 0) {
+    const QMReceived prefix = qm_Receive(socketFd, &length, sizeof(length));
+    if (prefix.isClosed && prefix.count == 0) {
         setConnected(false);
         return 0;
     }
-    if (count != static_cast<ssize_t>(sizeof(length))) {
+    if (prefix.count != sizeof(length)) {
         QM_STREAM_ERROR("recv: error\n");
+        replyOwed = prefix.count == 0;
         return 0;
     }
     return length;
 }
 
 int QMLocalSocketClientStream::recvStreamData(void* buffer, std::uint32_t length) {
-    if (!qm_ReceiveExactly(socketFd, buffer, length)) {
+    const QMReceived payload = qm_Receive(socketFd, buffer, length);
+    if (payload.count != length) {
         QM_STREAM_ERROR("recv: error\n");
+        unreadLength = length - static_cast<std::uint32_t>(payload.count);
         return 0;
     }
     return static_cast<int>(length);
@@ -255,21 +265,49 @@ int QMLocalSocketClientStream::recvStreamData(void* buffer, std::uint32_t length
 void QMLocalSocketClientStream::discardRecvData(void* buffer, std::uint32_t length) {
     while (length > 0) {
         const std::uint32_t chunk = std::min(length, receiveLimit);
-        if (chunk == 0 || !qm_ReceiveExactly(socketFd, buffer, chunk)) {
+        const std::size_t count = qm_Receive(socketFd, buffer, chunk).count;
+        length -= static_cast<std::uint32_t>(count);
+        if (chunk == 0 || count != chunk) {
             QM_STREAM_ERROR("recv: error\n");
+            unreadLength = length;
             return;
         }
-        length -= chunk;
     }
 }
 
 /// Takes a payload for which there was no memory out of the socket, where it would pass for the next frame.
 bool QMLocalSocketClientStream::discardUnread() {
-    if (qm_Discard(socketFd, std::exchange(unreadLength, 0))) {
+    unreadLength = qm_Discard(socketFd, unreadLength);
+    if (unreadLength == 0) {
         return true;
     }
     QM_STREAM_ERROR_OF("discardRecvData", "recv: error\n");
     return false;
+}
+
+/// The reply to an exchange that failed once its request was out comes all the same; it must not pass for the next one.
+bool QMLocalSocketClientStream::discardOwed(const char* function, int timeoutMs) {
+    if (!replyOwed) {
+        return true;
+    }
+    const int ready = qm_PollReadable(socketFd, timeoutMs);
+    if (ready <= 0) {
+        QM_STREAM_ERROR_OF(function, ready < 0 ? "poll: error\n" : "poll: timeout\n");
+        return false;
+    }
+    replyOwed = false;
+    unreadLength = recvStreamLength();
+    if (unreadLength == 0) {
+        QM_STREAM_ERROR_OF(function, "recv: no data\n");
+        return false;
+    }
+    return discardUnread();
+}
+
+/// To the peer this is the end; whoever opened the stream may open it again.
+void QMLocalSocketClientStream::giveUpConnection() {
+    sockets.shutdownAll();
+    setConnected(false);
 }
 
 void QMLocalSocketClientStream::MainProc() {
@@ -327,6 +365,7 @@ bool QMLocalSocketClientStream::openSocket() {
     QMDescriptor socket = qm_OpenLocalSocket();
     if (!socket.isValid()) {
         QM_STREAM_ERROR_OF(kMainProc, "create socket : fail in socket\n");
+        noSocket = true;
         return false;
     }
     QMSyncGuard guard(sendLock);
@@ -334,6 +373,7 @@ bool QMLocalSocketClientStream::openSocket() {
     socketFd = sockets.adopt(std::move(socket));
     socketUsed = false;
     unreadLength = 0;
+    replyOwed = false;
     return true;
 }
 
@@ -367,7 +407,11 @@ bool QMLocalSocketClientStream::connectSocket() {
 
 /// Receives one frame in mode 1, if there is one within the poll period.
 void QMLocalSocketClientStream::receiveFrame() {
-    if (qm_PollReadable(socketFd, kPollPeriod.count()) <= 0) {
+    const int readable = qm_PollReadable(socketFd, kPollPeriod.count());
+    if (readable < 0) {
+        qm_Pause(kPollPeriod);
+    }
+    if (readable <= 0) {
         return;
     }
     const std::uint32_t length = recvStreamLength();

@@ -113,6 +113,9 @@ int QMLocalSocketServerStream::send(int clientFd, const void* data, unsigned len
         QM_STREAM_STD_ERROR_SHORT();
         return 0;
     }
+    if (static_cast<std::uint64_t>(sent) != qm_FrameSize(length)) {
+        QM_STREAM_ERROR("send: error\n");
+    }
     return static_cast<int>(sent);
 }
 
@@ -172,6 +175,7 @@ int QMLocalSocketServerStream::prepareSocket(const char* name) {
     QMDescriptor listening = qm_OpenLocalSocket();
     if (!listening.isValid()) {
         QM_STREAM_STD_ERROR(", socket()\n");
+        noSocket = true;
         return kNoSocket;
     }
     const sockaddr_un address = qm_MakeSocketAddress(name);
@@ -196,11 +200,28 @@ std::vector<int> QMLocalSocketServerStream::waitForPeers(int listenFd) {
     std::vector<int> ready(watched.size());
     const int count =
         qm_WaitReadable(watched.data(), watched.size(), ready.data(), ready.size(), kPollPeriod);
-    if (count == kQMWaitFailed) {
-        qm_Pause(kPollPeriod);
-    }
+    noteWait(count != kQMWaitFailed);
     ready.resize(static_cast<std::size_t>(std::max(count, 0)));
     return ready;
+}
+
+/// A wait that fails takes its time all the same, and the first one in a row is logged.
+void QMLocalSocketServerStream::noteWait(bool succeeded) {
+    if (!succeeded) {
+        if (!waitsFail) {
+            QM_STREAM_STD_ERROR_SHORT_OF(kMainProc);
+        }
+        qm_Pause(kPollPeriod);
+    }
+    waitsFail = !succeeded;
+}
+
+bool QMLocalSocketServerStream::isReadable(int descriptor) {
+    const int readable = qm_PollReadable(descriptor, kPollPeriod.count());
+    if (readable < 0) {
+        noteWait(false);
+    }
+    return readable > 0;
 }
 
 /// One wait and what became ready in it. A wait that fails takes its time all the same.
@@ -222,7 +243,7 @@ void QMLocalSocketServerStream::servePass(int listenFd) {
 }
 
 void QMLocalSocketServerStream::acceptSocket(int listenFd) {
-    if (qm_PollReadable(listenFd, kPollPeriod.count()) <= 0) {
+    if (!isReadable(listenFd)) {
         return;
     }
     sockaddr_un address{};
@@ -246,17 +267,20 @@ void QMLocalSocketServerStream::acceptSocket(int listenFd) {
 }
 
 int QMLocalSocketServerStream::readSocket(int fd) {
-    if (qm_PollReadable(fd, kPollPeriod.count()) <= 0) {
+    if (!isReadable(fd)) {
         return 0;
     }
     std::uint32_t length = 0;
-    const ssize_t prefix = ::recv(fd, &length, sizeof(length), MSG_WAITALL);
-    if (prefix == 0) {
+    const QMReceived prefix = qm_Receive(fd, &length, sizeof(length));
+    if (prefix.isClosed && prefix.count == 0) {
         dropClient(fd);
         return 0;
     }
-    if (prefix != static_cast<ssize_t>(sizeof(length))) {
+    if (prefix.count != sizeof(length)) {
         QM_STREAM_ERROR("recv: error for data length\n");
+        if (!prefix.isClosed) {
+            recoverFrom(fd, prefix.count > 0);
+        }
         return 0;
     }
     if (length == 0) {
@@ -266,19 +290,34 @@ int QMLocalSocketServerStream::readSocket(int fd) {
     const auto buffer = createBuffer(length, working.name);
     if (buffer == nullptr) {
         // Left in the socket, the payload would pass for the frames that follow.
-        if (!qm_Discard(fd, length)) {
+        if (qm_Discard(fd, length) != 0) {
             QM_STREAM_ERROR("recv: error\n");
+            dropClient(fd);
         }
         return 0;
     }
-    if (!qm_ReceiveExactly(fd, buffer.get(), length)) {
+    const QMReceived payload = qm_Receive(fd, buffer.get(), length);
+    if (payload.count != length) {
         QM_STREAM_ERROR("recv: error\n");
+        if (!payload.isClosed) {
+            recoverFrom(fd, qm_Discard(fd, length - static_cast<std::uint32_t>(payload.count)) != 0);
+        }
         return 0;
     }
     if (working.dataHandler != nullptr) {
         (*working.dataHandler)(fd, buffer.get(), length);
     }
     return static_cast<int>(length);
+}
+
+/// After a read that failed. A peer whose frame is torn cannot be understood any more and had better come again; the
+/// others are read again, but not without end.
+void QMLocalSocketServerStream::recoverFrom(int fd, bool isTorn) {
+    if (isTorn) {
+        dropClient(fd);
+    } else {
+        qm_Pause(kPollPeriod);
+    }
 }
 
 void QMLocalSocketServerStream::dropClient(int fd) {

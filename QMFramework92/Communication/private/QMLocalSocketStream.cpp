@@ -19,6 +19,7 @@ constexpr auto kFailedWaitPause = 50ms;
 void QMLocalSocketStream::prepareStart() {
     QMEvent::Drain(&ended);
     hasEnded = false;
+    noSocket = false;
     state = kStarting;
 }
 

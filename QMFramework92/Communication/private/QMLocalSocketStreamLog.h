@@ -15,7 +15,8 @@
     static_cast<void>(qm_Log(QM_STREAM_SOURCE, __func__, __LINE__, QM_LOG_LEVEL_SYS, __VA_ARGS__))
 #define QM_STREAM_STD_ERROR(...) \
     static_cast<void>(qm_LogStdError(QM_STREAM_SOURCE, __func__, __LINE__, __VA_ARGS__))
-#define QM_STREAM_STD_ERROR_SHORT() \
-    static_cast<void>(qm_LogStdErrorShort(QM_STREAM_SOURCE, __func__, __LINE__))
+#define QM_STREAM_STD_ERROR_SHORT_OF(function) \
+    static_cast<void>(qm_LogStdErrorShort(QM_STREAM_SOURCE, (function), __LINE__))
+#define QM_STREAM_STD_ERROR_SHORT() QM_STREAM_STD_ERROR_SHORT_OF(__func__)
 #define QM_STREAM_NO_MEMORY_OF(function) \
-    (errno = ENOMEM, static_cast<void>(qm_LogStdErrorShort(QM_STREAM_SOURCE, (function), __LINE__)))
+    (errno = ENOMEM, QM_STREAM_STD_ERROR_SHORT_OF(function))
