@@ -83,7 +83,9 @@ bool WifiProjectionProtocolTcpServer::waitForStop() {
 }
 
 void WifiProjectionProtocolTcpServer::acceptClients(int listenFd) {
-    polling.add(listenFd, EPOLLIN);
+    if (!prepareWait(listenFd)) {
+        return;
+    }
     for (;;) {
         ClientSocket client;
         if (!doAccept(listenFd, client)) {
@@ -91,6 +93,18 @@ void WifiProjectionProtocolTcpServer::acceptClients(int listenFd) {
         }
         handOver(client);
     }
+}
+
+/// What could not be had when the server was made may be had now.
+bool WifiProjectionProtocolTcpServer::prepareWait(int listenFd) {
+    if (!polling.isUsable()) {
+        polling.init();
+        // A stop that found nothing to wake up with has said so before.
+        if (!polling.isUsable() || stopping) {
+            return false;
+        }
+    }
+    return polling.add(listenFd, EPOLLIN);
 }
 
 void WifiProjectionProtocolTcpServer::handOver(const ClientSocket& client) {

@@ -36,6 +36,7 @@ private:
     void serve();
     bool waitForStop();
     void acceptClients(int listenFd);
+    bool prepareWait(int listenFd);
     void handOver(const ClientSocket& client);
     int createServerSocket(std::uint16_t listenPort);
     bool doAccept(int listenFd, ClientSocket& client);

@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 
+#include "Diagnostics/QMLog.h"
+
 namespace {
 
 constexpr int kMaxEvents = 2;  // the watched socket and the wake-up
@@ -30,17 +32,32 @@ WifiSocketPolling::~WifiSocketPolling() {
 
 void WifiSocketPolling::init() {
     closeBoth();
-    eventFd = eventfd(0, EFD_CLOEXEC);
+    int wakeUpFd = eventfd(0, EFD_CLOEXEC);
+    if (wakeUpFd < 0) {
+        QM_LOG_STD_ERROR(", eventfd()\n");
+        return;
+    }
     epollFd = epoll_create1(EPOLL_CLOEXEC);
-    add(eventFd, EPOLLIN);
+    if (epollFd < 0) {
+        QM_LOG_STD_ERROR(", epoll_create1()\n");
+    } else if (add(wakeUpFd, EPOLLIN)) {
+        eventFd = wakeUpFd;
+        return;
+    }
+    closeIfOpen(wakeUpFd);
+    closeIfOpen(epollFd);
 }
 
-void WifiSocketPolling::add(int fd, std::uint32_t events) {
+bool WifiSocketPolling::add(int fd, std::uint32_t events) {
     epoll_event event{};
     event.events = events;
     event.data.fd = fd;
     epoll_ctl(epollFd, EPOLL_CTL_DEL, fd, &event);
-    epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &event);
+    if (epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &event) != 0) {
+        QM_LOG_STD_ERROR(", epoll_ctl()\n");
+        return false;
+    }
+    return true;
 }
 
 int WifiSocketPolling::wait(int timeoutMs) {
@@ -64,10 +81,14 @@ int WifiSocketPolling::wait(int timeoutMs) {
 }
 
 void WifiSocketPolling::wakeUp() {
-    eventfd_write(eventFd, 1);
+    const int fd = eventFd;
+    if (fd >= 0) {
+        eventfd_write(fd, 1);
+    }
 }
 
 void WifiSocketPolling::closeBoth() {
-    closeIfOpen(eventFd);
+    int wakeUpFd = eventFd.exchange(-1);
+    closeIfOpen(wakeUpFd);
     closeIfOpen(epollFd);
 }

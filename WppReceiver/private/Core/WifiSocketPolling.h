@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "Pattern/QMUncopyable.h"
@@ -15,11 +16,16 @@ public:
     WifiSocketPolling();
     virtual ~WifiSocketPolling();
 
-    /// Makes both descriptors anew, closing those that are open.
+    /// Makes both descriptors anew, closing those that are open. Where one is not to be had, which is logged, there
+    /// is neither, and init may be called again.
     void init();
 
+    /// @return whether there are descriptors to wait on.
+    bool isUsable() const { return eventFd >= 0; }
+
     /// Watches `fd` for the given epoll events; adding it twice is harmless. The caller keeps `fd`.
-    void add(int fd, std::uint32_t events);
+    /// @return false, logged, when it cannot be watched.
+    bool add(int fd, std::uint32_t events);
 
     /// @param timeoutMs negative waits without limit; an interrupted wait starts again.
     /// @return 1 the socket is ready, 0 timed out, -1 woken up, -2 the wait failed or could not be woken.
@@ -30,6 +36,6 @@ public:
 private:
     void closeBoth();
 
-    int eventFd = -1;
+    std::atomic<int> eventFd{-1};  // read by whoever wakes up; valid only when the waiting thread can be woken
     int epollFd = -1;
 };

@@ -142,8 +142,9 @@ void QmcWirelessProjectionService::closeClient() {
 }
 
 void QmcWirelessProjectionService::waitExit() {
-    // Out of descriptors the wait fails at once; the process lives on and tries again.
-    while (QMEvent::WaitEvent(&exitEvent, QM_WAIT_INFINITE) != QMEvent::kSignalled) {
+    // Out of descriptors the wait fails at once, and for good when there was none for the event itself; the process
+    // lives on and looks again.
+    while (!exitOrdered && QMEvent::WaitEvent(&exitEvent, QM_WAIT_INFINITE) != QMEvent::kSignalled) {
         std::this_thread::sleep_for(kFailedWaitPause);
     }
 }
@@ -181,6 +182,7 @@ bool QmcWirelessProjectionService::dispatch(std::int32_t messageId, const void* 
 
 bool QmcWirelessProjectionService::receiveTerminate(const Command&, const void*, unsigned) {
     protocol.reset();
+    exitOrdered = true;
     exitEvent.SetEvent();
     return reply(kHandled);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -76,6 +77,7 @@ private:
     void notify(WppIPCMessageCore&& message);
 
     QMEvent exitEvent;
+    std::atomic<bool> exitOrdered{false};  // set before the event is, which may have no descriptors
     std::unique_ptr<WppLocalSocketServerStream> serverStream;
     std::unique_ptr<WppLocalSocketClientStream> clientStream;
     std::unique_ptr<QmcWifiProjectionProtocol> protocol;  // touched only on the server stream's thread
