@@ -28,6 +28,7 @@ const std::vector<Accepted>& acceptedOutcomes() {
         {kPeerLost, Call::kAcceptLocal, kAny, "the system has taken the connection away"},
         {kPeerLost, Call::kSendLocal, kAny, "the system has taken the connection away"},
         {kPeerLost, Call::kRecvLocal, kAny, "the system has taken the connection away"},
+        {kSilentRetry, Call::kConnectLocal, kAny, "a peer that does not listen yet is no failure"},
         {kTornFrame, Call::kSendLocal, kShort, "partial sends are not retried"},
     };
     return table;

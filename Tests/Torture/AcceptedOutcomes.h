@@ -11,6 +11,8 @@ constexpr const char* kDeadUntilRestart = "the stream serves again once it is st
 constexpr const char* kPeerLost = "the peer is lost and comes again";
 constexpr const char* kTornFrame = "a frame is torn, and its link has to be made anew";
 
+constexpr const char* kSilentRetry = "the call is tried again without a line in the log";
+
 /// @return whether the outcome is accepted after this failure.
 bool isAccepted(const std::string& outcome, Call call, Effect effect);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <set>
 #include <sstream>
@@ -116,6 +117,7 @@ private:
                 return;
             }
             if (i >= kWarmUps) {
+                usuallyLeft = std::max(usuallyLeft, outcome.leaked);
                 takeListing();
             }
         }
@@ -180,8 +182,13 @@ private:
         if (control.injections == 0) {
             return;
         }
-        if (outcome.finding.empty() && outcome.leaked > 0) {
+        if (outcome.finding.empty() && outcome.leaked > usuallyLeft) {
             outcome.finding = findLeak(injection);
+        }
+        if (outcome.finding.rfind("silent", 0) == 0 &&
+            isAccepted(kSilentRetry, injection.call, injection.effect)) {
+            outcome.finding.clear();
+            outcome.special = kSilentRetry;
         }
         if (outcome.finding.empty() && !outcome.special.empty() &&
             !isAccepted(outcome.special, injection.call, injection.effect)) {
@@ -199,16 +206,17 @@ private:
         std::int64_t leaked = 0;
         for (int i = 0; i < kLeaksInARow; ++i) {
             leaked = run(injection).leaked;
-            if (leaked <= 0) {
+            if (leaked <= usuallyLeft) {
                 return {};
             }
         }
-        return std::to_string(leaked) + " blocks leaked";
+        return std::to_string(leaked - usuallyLeft) + " blocks leaked";
     }
 
     const Scenario& scenario;
     const CallTrialPlan& plan;
     std::array<Places, kCallCount> places;
+    std::int64_t usuallyLeft = std::numeric_limits<std::int64_t>::min();  // blocks that helpers took and others gave back
     CallTotals totals;
 };
 

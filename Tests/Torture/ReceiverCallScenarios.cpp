@@ -199,6 +199,7 @@ public:
         service.reset();
         qm_DestroySingletons();
         destroyHarmless(peer);
+        wpp_test::FakeReceiverLib::instance().reset();
     }
 
     bool open() { return service->openServer() && service->openClient(); }

@@ -35,6 +35,7 @@ RunOutcome runScenario(const Scenario& scenario, std::atomic<std::uint32_t>& arm
                        const std::atomic<std::int64_t>& live) {
     RunOutcome outcome;
     const wpp_test::LogCapture log;
+    const char* special = nullptr;
     const std::int64_t before = live;
     {
         Trial trial(armed);
@@ -42,7 +43,7 @@ RunOutcome runScenario(const Scenario& scenario, std::atomic<std::uint32_t>& arm
         runGuarded(scenario, trial, outcome);
         alarm(0);
         outcome.answered = outcome.answered || trial.wasRefused() || log.contains("[error]");
-        outcome.special = trial.specialOutcome() == nullptr ? "" : trial.specialOutcome();
+        special = trial.specialOutcome();
         if (trial.broken() != nullptr) {
             outcome.finding = trial.broken();
         } else if (trial.missed() != nullptr && !outcome.answered) {
@@ -53,6 +54,7 @@ RunOutcome runScenario(const Scenario& scenario, std::atomic<std::uint32_t>& arm
         outcome.finding += "; last logged: " + log.lines().back();
     }
     outcome.leaked = outcome.finding.empty() ? live - before : 0;
+    outcome.special = special == nullptr ? "" : special;
     return outcome;
 }
 
