@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Simulator/private/Road/Scenario.h"
-#include "Tests/Torture/AllocationControl.h"
+#include "Tests/Torture/RoadControl.h"
 
 namespace wpp_torture {
 
@@ -13,25 +13,20 @@ namespace wpp_torture {
 struct RoadPrograms {
     std::string receiver;   ///< the program under torture, which brings the hooks along
     std::string simulator;  ///< the program that plays its peers
-};
-
-/// Which allocation of a road fails.
-struct Injection {
-    Failing failing = Failing::kNone;
-    std::uint64_t index = 0;  ///< from 1 on; 0 when `stack` chooses
-    std::uint64_t stack = 0;
+    bool calls = false;     ///< the hooks are those of the system calls, not of the allocations
 };
 
 /// What a road with an injection came to.
 struct RoadOutcome {
-    std::uint64_t failures = 0;     ///< allocations that failed
-    std::uint64_t allocations = 0;  ///< of the receiver's main, as far as they were counted
+    std::uint64_t failures = 0;  ///< allocations or calls that failed
+    std::uint64_t counted = 0;   ///< of the receiver's main, as far as they were counted
     std::uint64_t beforeMain = 0;
     bool everyStage = false;   ///< the phone came all the way
     bool walkedAgain = false;  ///< it did so once memory was back
     bool tlsLost = false;      ///< it could not, since OpenSSL remembers a failed initialisation for good
     bool logged = false;       ///< the receiver wrote a line of level error that an ordinary road has not
     std::string stage;         ///< the first stage that was not reached
+    std::string accepted;      ///< what is accepted after such a failure; empty when nothing of the kind came
     std::string finding;       ///< what must never be; empty when nothing
     std::vector<std::string> where;    ///< the first failure's stack, as module+offset, innermost first
     std::vector<std::string> lastLog;  ///< the last lines of the receiver and the phone, with a finding
@@ -45,8 +40,7 @@ struct RoadOutcome {
 RoadOutcome takeTorturedRoad(const RoadPrograms& programs, simulator::TlsSource tls,
                              const Injection& injection);
 
-/// The stacks of the allocations of an ordinary road, in the order in which they come.
-std::vector<std::uint64_t> listStacks(const RoadPrograms& programs, simulator::TlsSource tls,
-                                      RoadOutcome& outcome);
+/// The allocations or calls of an ordinary road, in the order in which they come.
+std::vector<Site> listSites(const RoadPrograms& programs, simulator::TlsSource tls, RoadOutcome& outcome);
 
 }  // namespace wpp_torture

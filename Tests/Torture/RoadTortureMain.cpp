@@ -1,4 +1,4 @@
-// Takes the receiver along the road again and again, each time with another allocation failing.
+// Takes the receiver along the road again and again, each time with another allocation or system call failing.
 
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -12,12 +12,13 @@
 #include <iostream>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <set>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
 #include "Tests/Support/OwnNetwork.h"
 #include "Tests/Support/TemporaryDirectory.h"
+#include "Tests/Torture/CallTally.h"
 #include "Tests/Torture/RoadTorture.h"
 
 namespace wpp_torture {
@@ -33,13 +34,15 @@ struct Options {
     int jobs = 1;
     int listings = 3;
     std::string reports;  // directory that keeps a line for each injection; empty for none
+    std::string tally;    // file for the calls' tally; empty: it is printed
     bool everyAllocation = false;
 };
 
 struct Plan {
-    std::uint64_t allocations = 0;
+    std::uint64_t counted = 0;
     std::uint64_t beforeMain = 0;
     std::size_t stacks = 0;
+    CallTally tally;
     std::vector<Injection> injections;
 };
 
@@ -52,21 +55,23 @@ std::string wordOf(Failing failing) {
 }
 
 /// Threads take turns differently each time, so that one road does not show every stack.
-std::set<std::uint64_t> findStacks(const Options& options, Plan& plan) {
-    std::set<std::uint64_t> stacks;
+std::map<std::uint64_t, Call> findSites(const Options& options, Plan& plan) {
+    std::map<std::uint64_t, Call> sites;
     for (int i = 0; i < options.listings; ++i) {
         RoadOutcome outcome;
-        const std::vector<std::uint64_t> found =
-            listStacks(options.programs, simulator::tlsSourceOf(options.tls), outcome);
+        const std::vector<Site> found =
+            listSites(options.programs, simulator::tlsSourceOf(options.tls), outcome);
         if (!outcome.everyStage || !outcome.finding.empty()) {
             throw std::runtime_error("the road fails without any injection: " + outcome.stage +
                                      outcome.finding);
         }
-        stacks.insert(found.begin(), found.end());
-        plan.allocations = std::max<std::uint64_t>(plan.allocations, outcome.allocations);
+        for (const Site& site : found) {
+            sites.emplace(site.stack, site.call);
+        }
+        plan.counted = std::max<std::uint64_t>(plan.counted, outcome.counted);
         plan.beforeMain = outcome.beforeMain;
     }
-    return stacks;
+    return sites;
 }
 
 /// Every k-th of them, so that at most `most` stay.
@@ -81,18 +86,29 @@ void thinOut(std::vector<Injection>& injections, std::size_t most) {
     injections = std::move(kept);
 }
 
+void planCalls(const std::map<std::uint64_t, Call>& sites, Failing failing, Plan& plan) {
+    for (const auto& [stack, call] : sites) {
+        plan.tally.addSite(call, stack);
+        for (const Effect effect : errorsOf(call).effects) {
+            plan.injections.push_back({failing, 0, {call, stack}, effect});
+        }
+    }
+}
+
 Plan makePlan(const Options& options) {
     Plan plan;
-    const std::set<std::uint64_t> stacks = findStacks(options, plan);
-    plan.stacks = stacks.size();
+    const std::map<std::uint64_t, Call> sites = findSites(options, plan);
+    plan.stacks = sites.size();
     for (const Failing failing : {Failing::kOnce, Failing::kFromThereOn}) {
-        if (options.everyAllocation) {
-            for (std::uint64_t index = 1; index <= plan.allocations; ++index) {
-                plan.injections.push_back({failing, index, 0});
+        if (options.programs.calls) {
+            planCalls(sites, failing, plan);
+        } else if (options.everyAllocation) {
+            for (std::uint64_t index = 1; index <= plan.counted; ++index) {
+                plan.injections.push_back({failing, index, {}, kShort});
             }
         } else {
-            for (const std::uint64_t stack : stacks) {
-                plan.injections.push_back({failing, 0, stack});
+            for (const auto& site : sites) {
+                plan.injections.push_back({failing, 0, {Call::kCount, site.first}, kShort});
             }
         }
     }
@@ -100,21 +116,44 @@ Plan makePlan(const Options& options) {
     return plan;
 }
 
+/// The name is "STACK:WAY", for a call "STACK:WAY:CALL:ERRNO".
 Plan planOfOne(const std::string& name) {
-    const std::size_t colon = name.find(':');
+    std::vector<std::string> parts;
+    std::istringstream text(name);
+    for (std::string part; std::getline(text, part, ':');) {
+        parts.push_back(part);
+    }
     Plan plan;
     plan.stacks = 1;
-    plan.injections.push_back(
-        {failingOf(name.substr(colon + 1)), 0, std::stoull(name.substr(0, colon), nullptr, 16)});
+    Injection injection{failingOf(parts.at(1)), 0, {Call::kCount, std::stoull(parts.at(0), nullptr, 16)}, kShort};
+    if (parts.size() == 4) {
+        injection.site.call = callOf(parts[2]);
+        injection.effect = effectOf(parts[3]);
+    }
+    plan.injections.push_back(injection);
     return plan;
 }
 
-Json reportOf(const Injection& injection, const RoadOutcome& outcome) {
+std::string injectionName(const Injection& injection) {
     std::ostringstream name;
-    name << std::hex << injection.stack << ":" << wordOf(injection.failing);
+    if (injection.index == 0) {
+        name << std::hex << injection.site.stack;
+    } else {
+        name << injection.index;
+    }
+    name << ":" << wordOf(injection.failing);
+    if (injection.site.call != Call::kCount) {
+        name << ":" << errorsOf(injection.site.call).name << ":" << nameOf(injection.effect);
+    }
+    return name.str();
+}
+
+Json reportOf(const Injection& injection, const RoadOutcome& outcome) {
     return {
-        {"name", injection.index == 0 ? name.str()
-                                      : std::to_string(injection.index) + ":" + wordOf(injection.failing)},
+        {"name", injectionName(injection)},
+        {"call", static_cast<std::uint32_t>(injection.site.call)},
+        {"effect", injection.effect},
+        {"accepted", outcome.accepted},
         {"failures", outcome.failures},
         {"everyStage", outcome.everyStage},
         {"walkedAgain", outcome.walkedAgain},
@@ -192,6 +231,27 @@ void printFinding(const Json& report) {
     }
 }
 
+/// Hands the calls' injections over to the table that they share with others.
+bool writeTally(const Options& options, const Plan& plan, const std::vector<Json>& reports) {
+    CallTally tally = plan.tally;
+    for (const Json& report : reports) {
+        const bool isFinding = !report["finding"].get<std::string>().empty();
+        if (report["failures"].get<std::uint64_t>() > 0) {
+            tally.addInjection(static_cast<Call>(report["call"].get<std::uint32_t>()), report["effect"].get<Effect>(),
+                               report["accepted"].get<std::string>(), isFinding);
+        }
+        if (isFinding) {
+            printFinding(report);
+        }
+    }
+    if (options.tally.empty()) {
+        tally.print();
+    } else {
+        std::ofstream(options.tally) << tally.toJson();
+    }
+    return tally.findings() == 0 && tally.injections() > 0;
+}
+
 int printTotals(const Options& options, const Plan& plan, const std::vector<Json>& reports) {
     std::uint64_t fired = 0;
     std::uint64_t failures = 0;
@@ -214,7 +274,7 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
         }
     }
     std::printf("%-32s %12llu %9zu %11llu %9llu %9llu\n", ("road-" + options.tls).c_str(),
-                static_cast<unsigned long long>(plan.allocations), plan.stacks,
+                static_cast<unsigned long long>(plan.counted), plan.stacks,
                 static_cast<unsigned long long>(fired), static_cast<unsigned long long>(fired - findings),
                 static_cast<unsigned long long>(findings));
     const auto note = [&options](const char* what, std::uint64_t count) {
@@ -241,13 +301,19 @@ int run(int argumentCount, char** arguments) {
     app.add_option("--reports", options.reports, "Keep a line for each injection in this directory");
     app.add_option("--listings", options.listings, "Roads walked to find the stacks");
     app.add_option("--only", options.only, "One injection, by the name that a finding shows");
+    app.add_flag("--calls", options.programs.calls, "The receiver brings the hooks of the system calls");
+    app.add_option("--tally", options.tally, "Write the tally of the calls to this file, for torture-calls");
     app.add_flag("--all", options.everyAllocation, "Every allocation, not only one for each stack");
     CLI11_PARSE(app, argumentCount, arguments);
     if (!wpp_test::enterOwnNetwork()) {
         options.jobs = 1;
     }
     const Plan plan = options.only.empty() ? makePlan(options) : planOfOne(options.only);
-    return printTotals(options, plan, runPlan(options, plan));
+    const std::vector<Json> reports = runPlan(options, plan);
+    if (options.programs.calls) {
+        return writeTally(options, plan, reports) ? 0 : 1;
+    }
+    return printTotals(options, plan, reports);
 }
 
 }  // namespace
