@@ -189,9 +189,9 @@ private:
     void acceptWhatIsDescribed() {
         const bool isDeaf = outcome.finding == kDoesNotEnd;
         const bool isLost = outcome.finding.rfind(kNotUsable, 0) == 0;
-        const char* const end = isDeaf ? kDeafToController : isLost ? kLinkStaysLost : "";
-        if (torturesCalls && isAccepted(end, injected.site.call, injected.effect)) {
-            outcome.accepted = end;
+        const char* const described = isDeaf ? kDeafToController : isLost ? kLinkStaysLost : "";
+        if (torturesCalls && isAccepted(described, injected.site.call, injected.effect)) {
+            outcome.accepted = described;
             outcome.finding.clear();
         }
     }

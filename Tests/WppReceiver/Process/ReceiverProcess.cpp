@@ -1,11 +1,18 @@
 #include "Tests/WppReceiver/Process/ReceiverProcess.h"
 
 #include <fcntl.h>
+#include <linux/close_range.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -40,12 +47,42 @@ bool closeStandardDescriptors() {
     return true;
 }
 
+/// Refuses every change of a limit to this process and to what it becomes. A hard limit would do that too, but then
+/// nobody but the system's administrator could take it back.
+void keepLimits() {
+    sock_filter program[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_prlimit64, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),  // the new limit, null for a question
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog filter{static_cast<unsigned short>(std::size(program)), program};
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+        _exit(kExecFailed);
+    }
+}
+
+void limitDescriptors(std::size_t most) {
+    rlimit limit{};
+    if (most > 0 && getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = most;
+        setrlimit(RLIMIT_NOFILE, &limit);
+        // What the test has open must not take its place.
+        close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+        keepLimits();
+    }
+}
+
 [[noreturn]] void becomeReceiver(const char* runner, const char* program, const char* directory,
-                                 const char* outputFile, ReceiverProcess::Standard standard) {
+                                 const char* outputFile, ReceiverProcess::Standard standard,
+                                 std::size_t mostDescriptors) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const bool isReady =
         standard == ReceiverProcess::Standard::kClosed ? closeStandardDescriptors() : printInto(outputFile);
     if (isReady && chdir(directory) == 0) {
+        limitDescriptors(mostDescriptors);
         if (*runner == '\0') {
             execl(program, program, static_cast<char*>(nullptr));
         }
@@ -60,13 +97,14 @@ int statusOf(int waitStatus) {
 
 }  // namespace
 
-ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory, Standard standard)
+ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory, Standard standard,
+                                 std::size_t mostDescriptors)
     : directory(std::move(workingDirectory)), outputFile(directory / "receiver.log") {
     const char* program = std::getenv("WPP_RECEIVER");
     const std::string runner = runWith();
     process = fork();
     if (process == 0) {
-        becomeReceiver(runner.c_str(), program, directory.c_str(), outputFile.c_str(), standard);
+        becomeReceiver(runner.c_str(), program, directory.c_str(), outputFile.c_str(), standard, mostDescriptors);
     }
 }
 

@@ -19,7 +19,9 @@ public:
     enum class Standard { kLogFile, kClosed };  ///< where its standard output and error go
 
     /// With closed descriptors its standard input is closed too, and there is no output to read.
-    explicit ReceiverProcess(std::filesystem::path workingDirectory, Standard standard = Standard::kLogFile);
+    /// A limit above 0 is that of its descriptors. It cannot raise that, but the test may.
+    explicit ReceiverProcess(std::filesystem::path workingDirectory, Standard standard = Standard::kLogFile,
+                             std::size_t mostDescriptors = 0);
     ~ReceiverProcess();
     ReceiverProcess(const ReceiverProcess&) = delete;
     ReceiverProcess& operator=(const ReceiverProcess&) = delete;

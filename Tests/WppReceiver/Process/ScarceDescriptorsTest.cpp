@@ -29,12 +29,12 @@ using namespace std::chrono_literals;
 using namespace wifi_projection_protocol;
 using namespace wpp_test;
 
-constexpr std::size_t kLimitsAboveTheFirst = 32;
-constexpr std::size_t kWorkers = 11;
-constexpr rlim_t kPlenty = 4096;
+constexpr std::size_t kLimitsAboveTheFirst = 64;  // some 30 until everything is served, and as many above that
+constexpr std::size_t kWorkers = 17;
 constexpr auto kLinkLimit = 1000ms;   // for the local sockets, once there are descriptors
 constexpr auto kPortLimit = 10000ms;  // for the TCP port, which is opened again every ten seconds
 constexpr auto kMeasured = 1000ms;
+constexpr int kMoreAttempts = 2;
 constexpr double kMostProcessorShare = 0.05;
 constexpr const char* kControlSocket = "WPP_SOCKET_TO_WPP";
 constexpr const char* kBluetoothSocket = "WPP_SOCKET_FROM_BT";
@@ -78,6 +78,7 @@ FileDescriptor knockAtPort() {
 
 /// What was measured at one limit.
 struct Measured {
+    bool wasStarted = false;  // the protocol, before there was no descriptor left
     double processorShare = 0;
     std::chrono::milliseconds control{0};
     std::chrono::milliseconds bluetooth{0};
@@ -94,8 +95,8 @@ public:
         directory.enter();
         controller = std::make_unique<AnsweringPeer>("WPP_SOCKET_FROM_WPP");
         bluetooth = std::make_unique<AnsweringPeer>("WPP_SOCKET_TO_BT");
-        setenv("WPP_DESCRIPTOR_LIMIT", std::to_string(limit).c_str(), 1);
-        receiver = std::make_unique<ReceiverProcess>(directory.path());
+        receiver =
+            std::make_unique<ReceiverProcess>(directory.path(), ReceiverProcess::Standard::kLogFile, limit);
     }
     ~ScarceReceiver() { directory.leave(); }
 
@@ -110,6 +111,7 @@ public:
         if (!exhaust()) {
             return "is not exhausted with " + std::to_string(receiver->descriptors());
         }
+        measured.wasStarted = isProtocolStarted;
         measured.processorShare = measureProcessor();
         if (!receiver->isAlive()) {
             return "has died";
@@ -123,10 +125,19 @@ public:
         measured.control = watch.elapsed();
         const bool bluetoothServed = isAnswered(kBluetoothSocket, bluetoothBytes());
         measured.bluetooth = watch.elapsed();
+        if (!controlServed || !bluetoothServed) {
+            return complaintOf(measured, controlServed, bluetoothServed, false);
+        }
         startProtocol(kGenerousLimit);
         const bool portServed = waitUntil([this] { return isPhoneServed(); }, 2 * kPortLimit);
         measured.port = watch.elapsed();
         return complaintOf(measured, controlServed, bluetoothServed, portServed);
+    }
+
+    std::optional<int> terminate() {
+        FramedPeer peer = FramedPeer::connectTo(kControlSocket);
+        peer.sendFrame(headerOnly(1));
+        return receiver->waitForExit();
     }
 
 private:
@@ -153,7 +164,7 @@ private:
         return peer.sendFrame(message) && peer.receiveFrame().has_value();
     }
 
-    /// Not more than once; a controller that is not served in time leaves it for later.
+    /// Once; a controller that is not served in time leaves it for later.
     void startProtocol(std::chrono::milliseconds limit) {
         if (isProtocolStarted) {
             return;
@@ -164,10 +175,6 @@ private:
             identity.privateKeyPem, ca.caCertificatePem())));
         peer.sendFrame(encode(SetProjectionPortInfoSerializer("127.0.0.1", 1)));
         isProtocolStarted = peer.receiveFrame(limit) == std::string(1, '\1');
-        if (!isProtocolStarted) {
-            // It may yet be heard, so it stays and is asked again.
-            crowd.push_back(FileDescriptor());
-        }
     }
 
     /// Peers and phones come until nobody gets in any more.
@@ -192,7 +199,9 @@ private:
     }
 
     void release() const {
-        const rlimit plenty{kPlenty, kPlenty};
+        rlimit plenty{};
+        ASSERT_EQ(prlimit(receiver->pid(), RLIMIT_NOFILE, nullptr, &plenty), 0);
+        plenty.rlim_cur = plenty.rlim_max;
         ASSERT_EQ(prlimit(receiver->pid(), RLIMIT_NOFILE, &plenty, nullptr), 0);
     }
 
@@ -210,14 +219,6 @@ private:
         return phone.handshake();
     }
 
-public:
-    std::optional<int> terminate() {
-        FramedPeer peer = FramedPeer::connectTo(kControlSocket);
-        peer.sendFrame(headerOnly(1));
-        return receiver->waitForExit();
-    }
-
-private:
     const std::size_t descriptorLimit;
     const simulator::CertificateAuthority ca;
     const simulator::IssuedCertificate identity;
@@ -238,21 +239,32 @@ std::size_t smallestLimit() {
     return limit;
 }
 
-void passThrough(std::size_t limit, WorkReport& report) {
-    report.begin("limit " + std::to_string(limit));
+/// @return the complaint; empty for none.
+std::string passThroughOnce(std::size_t limit) {
     ScarceReceiver receiver(limit);
     Measured measured;
     const std::string complaint = receiver.passThrough(measured);
-    std::printf("limit %zu: processor %.1f %%, controller %lld ms, Bluetooth %lld ms, phones %lld ms\n", limit,
-                100 * measured.processorShare, static_cast<long long>(measured.control.count()),
+    std::printf("limit %zu%s: processor %.1f %%, controller %lld ms, Bluetooth %lld ms, phones %lld ms\n", limit,
+                measured.wasStarted ? ", started" : "", 100 * measured.processorShare, static_cast<long long>(measured.control.count()),
                 static_cast<long long>(measured.bluetooth.count()), static_cast<long long>(measured.port.count()));
     std::fflush(stdout);
-    if (!complaint.empty()) {
-        report.fail(complaint);
-    } else if (receiver.terminate() != 0) {
-        report.fail("does not end on command 1");
-    } else {
+    if (complaint.empty() && receiver.terminate() != 0) {
+        return "does not end on command 1";
+    }
+    return complaint;
+}
+
+void passThrough(std::size_t limit, WorkReport& report) {
+    report.begin("limit " + std::to_string(limit));
+    std::string complaint = passThroughOnce(limit);
+    // A loaded machine may be late, but not every time.
+    for (int again = 0; again < kMoreAttempts && !complaint.empty(); ++again) {
+        complaint = passThroughOnce(limit);
+    }
+    if (complaint.empty()) {
         report.pass();
+    } else {
+        report.fail(complaint);
     }
 }
 
