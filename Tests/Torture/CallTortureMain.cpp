@@ -56,7 +56,7 @@ std::vector<Scenario> callScenarios() {
             all.push_back(scenario);
         }
     }
-    for (const auto& more : {streamCallScenarios(), receiverCallScenarios()}) {
+    for (const auto& more : {streamCallScenarios(), receiverCallScenarios(), libraryCallScenarios()}) {
         all.insert(all.end(), more.begin(), more.end());
     }
     return all;

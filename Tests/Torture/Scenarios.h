@@ -15,7 +15,10 @@ std::vector<Scenario> inputOutputScenarios();
 /// Scenarios of failing system calls: the framework's streams.
 std::vector<Scenario> streamCallScenarios();
 
-/// The same of the links, the receiver's parts and the library's transport.
+/// The same of the receiver's parts.
 std::vector<Scenario> receiverCallScenarios();
+
+/// The same of the library's TLS transport.
+std::vector<Scenario> libraryCallScenarios();
 
 }  // namespace wpp_torture
