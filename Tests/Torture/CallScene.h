@@ -21,7 +21,9 @@ auto harmless(Action action) {
 class TorturedWhile {
 public:
     TorturedWhile(Trial& tortured, std::chrono::milliseconds limit)
-        : trial(tortured), end(limit), thread(harmless([this] { return std::thread([this] { endInTime(); }); })) {
+        : trial(tortured),
+          end(limit),
+          thread(harmless([this] { return std::thread([this] { endInTime(); }); })) {
         trial.begin();
     }
     ~TorturedWhile() {

@@ -47,9 +47,10 @@ void reportHang(int) {
 
 std::vector<Scenario> callScenarios() {
     // Of the framework's, those that make calls at all; its streams have scenarios of their own here.
-    const std::vector<std::string> framework{"log-lines", "message-box-queues", "worker",      "thread",
-                                             "thread-that-throws", "events", "event-keeps-its-signal",
-                                             "syncs",     "timers",             "timer-manager", "framework-life"};
+    const std::vector<std::string> framework{
+        "log-lines",     "message-box-queues",     "worker", "thread", "thread-that-throws",
+        "events",        "event-keeps-its-signal", "syncs",  "timers", "timer-manager",
+        "framework-life"};
     std::vector<Scenario> all;
     for (const Scenario& scenario : frameworkScenarios()) {
         if (std::find(framework.begin(), framework.end(), scenario.name) != framework.end()) {
@@ -118,7 +119,8 @@ private:
         if (WIFEXITED(status) && report) {
             tally += CallTally::fromJson(Json::parse(report));
         } else {
-            std::printf("finding %s: the process ended with status %#x\n", file.c_str(), static_cast<unsigned>(status));
+            std::printf("finding %s: the process ended with status %#x\n", file.c_str(),
+                        static_cast<unsigned>(status));
         }
     }
 
@@ -128,8 +130,8 @@ private:
 };
 
 bool isWanted(const Options& options, const char* name) {
-    return !options.onlySum && (options.names.empty() ||
-                                std::find(options.names.begin(), options.names.end(), name) != options.names.end());
+    return !options.onlySum && (options.names.empty() || std::find(options.names.begin(), options.names.end(),
+                                                                   name) != options.names.end());
 }
 
 int run(int argumentCount, char** arguments) {
@@ -138,6 +140,7 @@ int run(int argumentCount, char** arguments) {
     app.add_option("scenarios", options.names, "Names of scenarios; none means all of them");
     app.add_option("--most", options.plan.mostPlaces,
                    "At most this many places for each call, errno and way to fail");
+    app.add_option("--share", options.plan.share, "One in so many injections")->check(CLI::PositiveNumber);
     app.add_option("--only", options.plan.only, "One injection, by the name that a finding shows");
     app.add_option("--jobs", options.jobs, "Scenarios at once");
     app.add_option("--tally", options.tally, "Write the tally to this file instead of printing the table");

@@ -24,7 +24,7 @@ constexpr int kListings = 3;
 constexpr std::uint64_t kSparesBehindTheLast = 1;  // threads make the number of calls vary
 constexpr int kLeaksInARow = 4;
 constexpr std::size_t kMostFindings = 40;
-constexpr std::array<std::uint64_t, 3> kPeriods{2, 3, 7};
+constexpr std::array<std::uint64_t, 6> kPeriods{2, 3, 4, 5, 7, 11};
 
 struct CallInjection {
     Call call = Call::kCount;
@@ -41,14 +41,14 @@ const char* wordOf(Failing failing) {
 
 std::string describe(const CallInjection& injection) {
     std::ostringstream text;
-    text << errorsOf(injection.call).name << ':' << nameOf(injection.effect) << ':' << wordOf(injection.failing)
-         << ':' << injection.index;
+    text << errorsOf(injection.call).name << ':' << nameOf(injection.effect) << ':'
+         << wordOf(injection.failing) << ':' << injection.index;
     return text.str();
 }
 
 /// The numbers at which a call is to fail.
 struct Places {
-    std::uint64_t count = 0;                      // most calls seen in a run
+    std::uint64_t count = 0;                        // most calls seen in a run
     std::map<std::uint64_t, std::uint64_t> firsts;  // by stack, the first number seen
 };
 
@@ -142,7 +142,8 @@ private:
     std::set<std::uint64_t> numbersOf(Call call) const {
         const Places& found = places[static_cast<std::size_t>(call)];
         const std::uint64_t end = found.count + kSparesBehindTheLast;
-        const std::uint64_t wanted = plan.mostPlaces == 0 ? end : std::min<std::uint64_t>(end, plan.mostPlaces);
+        const std::uint64_t wanted =
+            plan.mostPlaces == 0 ? end : std::min<std::uint64_t>(end, plan.mostPlaces);
         std::set<std::uint64_t> numbers;
         for (const auto& first : found.firsts) {
             if (plan.mostPlaces == 0 || numbers.size() < wanted) {
@@ -166,14 +167,15 @@ private:
                     inject({call, effect, failing, number});
                 }
             }
-            for (const std::uint64_t period : kPeriods) {
-                inject({call, effect, Failing::kEvery, period});
+            for (std::size_t i = 0; i < kPeriods.size() && (plan.mostPlaces == 0 || i < plan.mostPlaces);
+                 ++i) {
+                inject({call, effect, Failing::kEvery, kPeriods[i]});
             }
         }
     }
 
     void inject(const CallInjection& injection) {
-        if (totals.findings.size() >= kMostFindings ||
+        if (totals.findings.size() >= kMostFindings || planned++ % plan.share != 0 ||
             (!plan.only.empty() && plan.only != describe(injection))) {
             return;
         }
@@ -216,7 +218,9 @@ private:
     const Scenario& scenario;
     const CallTrialPlan& plan;
     std::array<Places, kCallCount> places;
-    std::int64_t usuallyLeft = std::numeric_limits<std::int64_t>::min();  // blocks that helpers took and others gave back
+    std::uint64_t planned = 0;
+    std::int64_t usuallyLeft =
+        std::numeric_limits<std::int64_t>::min();  // blocks that helpers took and others gave back
     CallTotals totals;
 };
 

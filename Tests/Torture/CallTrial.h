@@ -12,6 +12,7 @@ namespace wpp_torture {
 /// How thoroughly a scenario is tortured.
 struct CallTrialPlan {
     std::size_t mostPlaces = 0;  ///< for each call, errno and way to fail; 0 for all of them
+    std::uint64_t share = 1;     ///< one in so many injections
     std::string only;            ///< "CALL:ERRNO:WAY:INDEX" of a finding to repeat
 };
 

@@ -94,7 +94,7 @@ public:
             harmless([&] { read.wait_for(limit); });
         }
         link.close();
-        return read.get() && sent && received;
+        return harmless([&read] { return read.get(); }) && sent && received;
     }
 
     void restart(Trial& trial) {
@@ -220,9 +220,7 @@ public:
                command(bytesOf(DeleteDeviceInfoSerializer(kDevice))) && command(headerOf(1001));
     }
 
-    static std::string headerOf(std::int32_t id) {
-        return {reinterpret_cast<const char*>(&id), sizeof(id)};
-    }
+    static std::string headerOf(std::int32_t id) { return {reinterpret_cast<const char*>(&id), sizeof(id)}; }
 
     bool notifies() {
         const std::size_t before = harmless([this] { return peer->frames().size(); });
@@ -290,8 +288,9 @@ void controlEnd(Trial& trial) {
 
 std::vector<Scenario> receiverCallScenarios() {
     return {
-        {"bluetooth-life", bluetoothLife}, {"bluetooth-traffic", bluetoothTraffic}, {"tcp-server", tcpServer},
-        {"control-life", controlLife},     {"control-end", controlEnd},
+        {"bluetooth-life", bluetoothLife}, {"bluetooth-traffic", bluetoothTraffic},
+        {"tcp-server", tcpServer},         {"control-life", controlLife},
+        {"control-end", controlEnd},
     };
 }
 

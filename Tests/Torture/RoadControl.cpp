@@ -92,7 +92,8 @@ std::unique_ptr<RoadControl> allocationControl(const std::string& file, const In
     return std::make_unique<Allocations>(file, injection, isListing);
 }
 
-std::unique_ptr<RoadControl> callControl(const std::string& file, const Injection& injection, bool isListing) {
+std::unique_ptr<RoadControl> callControl(const std::string& file, const Injection& injection,
+                                         bool isListing) {
     return std::make_unique<Calls>(file, injection, isListing);
 }
 

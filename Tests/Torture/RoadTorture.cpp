@@ -171,8 +171,9 @@ private:
         outcome.counted = control->counted();
         outcome.beforeMain = control->beforeMain();
         outcome.where = control->firstFailure();
-        outcome.tlsLost = !torturesCalls && isOpenSsl() && (second.find("tls-done") != std::string::npos ||
-                                          second.find("\"link\":\"tcp\"") != std::string::npos);
+        outcome.tlsLost = !torturesCalls && isOpenSsl() &&
+                          (second.find("tls-done") != std::string::npos ||
+                           second.find("\"link\":\"tcp\"") != std::string::npos);
         const std::vector<std::string> lines = linesOf("receiver.log");
         for (const std::string& line : lines) {
             outcome.logged = outcome.logged || isNewsOfFailure(line);

@@ -125,7 +125,8 @@ Plan planOfOne(const std::string& name) {
     }
     Plan plan;
     plan.stacks = 1;
-    Injection injection{failingOf(parts.at(1)), 0, {Call::kCount, std::stoull(parts.at(0), nullptr, 16)}, kShort};
+    Injection injection{
+        failingOf(parts.at(1)), 0, {Call::kCount, std::stoull(parts.at(0), nullptr, 16)}, kShort};
     if (parts.size() == 4) {
         injection.site.call = callOf(parts[2]);
         injection.effect = effectOf(parts[3]);
@@ -149,20 +150,19 @@ std::string injectionName(const Injection& injection) {
 }
 
 Json reportOf(const Injection& injection, const RoadOutcome& outcome) {
-    return {
-        {"name", injectionName(injection)},
-        {"call", static_cast<std::uint32_t>(injection.site.call)},
-        {"effect", injection.effect},
-        {"accepted", outcome.accepted},
-        {"failures", outcome.failures},
-        {"everyStage", outcome.everyStage},
-        {"walkedAgain", outcome.walkedAgain},
-        {"tlsLost", outcome.tlsLost},
-        {"logged", outcome.logged},
-        {"stage", outcome.stage},
-        {"finding", outcome.finding},
-        {"where", outcome.where},
-        {"log", outcome.lastLog}};
+    return {{"name", injectionName(injection)},
+            {"call", static_cast<std::uint32_t>(injection.site.call)},
+            {"effect", injection.effect},
+            {"accepted", outcome.accepted},
+            {"failures", outcome.failures},
+            {"everyStage", outcome.everyStage},
+            {"walkedAgain", outcome.walkedAgain},
+            {"tlsLost", outcome.tlsLost},
+            {"logged", outcome.logged},
+            {"stage", outcome.stage},
+            {"finding", outcome.finding},
+            {"where", outcome.where},
+            {"log", outcome.lastLog}};
 }
 
 /// One worker's share, in a network of its own because the receiver's port is fixed.
@@ -237,8 +237,9 @@ bool writeTally(const Options& options, const Plan& plan, const std::vector<Json
     for (const Json& report : reports) {
         const bool isFinding = !report["finding"].get<std::string>().empty();
         if (report["failures"].get<std::uint64_t>() > 0) {
-            tally.addInjection(static_cast<Call>(report["call"].get<std::uint32_t>()), report["effect"].get<Effect>(),
-                               report["accepted"].get<std::string>(), isFinding);
+            tally.addInjection(static_cast<Call>(report["call"].get<std::uint32_t>()),
+                               report["effect"].get<Effect>(), report["accepted"].get<std::string>(),
+                               isFinding);
         }
         if (isFinding) {
             printFinding(report);

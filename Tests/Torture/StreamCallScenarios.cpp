@@ -81,7 +81,9 @@ void serverExchanges(Trial& trial) {
 /// A client stream whose requests are told apart, so that a reply to another one is noticed.
 class Client {
 public:
-    Client() { peer = harmless([] { return std::make_unique<wpp_test::AnsweringPeer>("S", echo); }); }
+    Client() {
+        peer = harmless([] { return std::make_unique<wpp_test::AnsweringPeer>("S", echo); });
+    }
     ~Client() {
         asker.Stop();
         const Unharmed unharmed;
@@ -95,8 +97,8 @@ public:
         using Connection =
             MemFunHandler<QMFunctor<void, Typelist<bool, NullType>>, Client*, void (Client::*)(bool)>;
         using Data =
-            MemFunHandler<QMFunctor<void, Typelist<const void* const, Typelist<unsigned int, NullType>>>, Client*,
-                          void (Client::*)(const void*, unsigned int)>;
+            MemFunHandler<QMFunctor<void, Typelist<const void* const, Typelist<unsigned int, NullType>>>,
+                          Client*, void (Client::*)(const void*, unsigned int)>;
         isConnected = false;
         const Connection connection(this, &Client::onConnection);
         const Data data(this, &Client::onData);
@@ -152,7 +154,8 @@ void clientLife(Trial& trial) {
     Client client;
     trial.begin();
     trial.told(client.start());
-    const bool connected = !trial.wasRefused() && wpp_test::waitUntil([&] { return client.connects(); }, kTorturedLimit);
+    const bool connected =
+        !trial.wasRefused() && wpp_test::waitUntil([&] { return client.connects(); }, kTorturedLimit);
     trial.expect(connected, "the client does not connect");
     trial.end();
     if (trial.wasRefused()) {
@@ -174,14 +177,74 @@ void clientExchanges(Trial& trial) {
     expectExchanges(trial, client);
 }
 
+/// As clientExchanges, at length: a connection that was lost or is not in step any more ends it.
+void manyExchanges(Trial& trial) {
+    constexpr int kExchanges = 40;
+    const Scene scene;
+    Client client;
+    trial.require(client.start() && client.connects(), "the client does not connect");
+    trial.begin();
+    bool succeeded = true;
+    for (int i = 0; i < kExchanges && succeeded; ++i) {
+        succeeded = client.exchange(trial, static_cast<int>(kTorturedLimit.count()));
+    }
+    trial.told(succeeded);
+    trial.end();
+    expectExchanges(trial, client);
+}
+
+/// Frames of all sizes to a server that sends them back.
+void manyFrames(Trial& trial) {
+    constexpr std::size_t kFrames = 15;
+    const Scene scene;
+    Answerer answerer;
+    trial.require(answerer.start(), "the server does not start");
+    wpp_test::FramedPeer peer = harmless([] { return wpp_test::FramedPeer::connectTo("S", kLimit); });
+    trial.require(isEchoed(peer, "first", kLimit), "the server does not answer");
+    trial.begin();
+    bool succeeded = true;
+    for (std::size_t i = 0; i < kFrames && succeeded; ++i) {
+        succeeded = isEchoed(peer, std::string(1 + 37 * i, static_cast<char>('a' + i)), kTorturedLimit);
+    }
+    trial.expect(succeeded, "the server does not answer");
+    trial.end();
+    if (!isEchoed(peer, "last", milliseconds(1000))) {
+        trial.endsWith(peer.waitForClose(milliseconds(200)) ? kPeerLost : kTornFrame);
+    }
+    peer.close();
+    trial.require(isAnswered(kLimit), "the next peer is not served");
+    answerer.stream.Stop();
+}
+
+/// Signals of two events, waited for one by one and together.
+void manySignals(Trial& trial) {
+    constexpr int kSignals = 30;
+    QMEvent first;
+    QMEvent second;
+    QMEvent* both[] = {&first, &second};
+    trial.begin();
+    for (int i = 0; i < kSignals; ++i) {
+        trial.told(first.SetEvent() == 1);
+        trial.told(QMEvent::WaitEvent(&first, 0) == QMEvent::kSignalled);
+        trial.told(first.SetEvent() == 1 && second.SetEvent() == 1);
+        trial.told(QMEvent::MultiWait(2, both, 0, true) == QMEvent::kSignalled);
+    }
+    trial.end();
+    QMEvent::Drain(&first);
+    QMEvent::Drain(&second);
+    trial.require(first.SetEvent() == 1 && second.SetEvent() == 1, "an event cannot be set afterwards");
+    trial.require(QMEvent::MultiWait(2, both, kPatienceMs, true) == QMEvent::kSignalled,
+                  "the events cannot be waited for afterwards");
+}
+
 }  // namespace
 
 std::vector<Scenario> streamCallScenarios() {
     return {
-        {"server-life", serverLife},
-        {"server-exchanges", serverExchanges},
-        {"client-life", clientLife},
-        {"client-exchanges-again", clientExchanges},
+        {"server-life", serverLife},       {"server-exchanges", serverExchanges},
+        {"client-life", clientLife},       {"client-exchanges-again", clientExchanges},
+        {"many-exchanges", manyExchanges}, {"many-signals", manySignals},
+        {"many-frames", manyFrames},
     };
 }
 

@@ -18,5 +18,4 @@
 #define QM_STREAM_STD_ERROR_SHORT_OF(function) \
     static_cast<void>(qm_LogStdErrorShort(QM_STREAM_SOURCE, (function), __LINE__))
 #define QM_STREAM_STD_ERROR_SHORT() QM_STREAM_STD_ERROR_SHORT_OF(__func__)
-#define QM_STREAM_NO_MEMORY_OF(function) \
-    (errno = ENOMEM, QM_STREAM_STD_ERROR_SHORT_OF(function))
+#define QM_STREAM_NO_MEMORY_OF(function) (errno = ENOMEM, QM_STREAM_STD_ERROR_SHORT_OF(function))

@@ -53,13 +53,15 @@ void keepLimits() {
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_prlimit64, 0, 3),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),  // the new limit, null for a question
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS,
+                 offsetof(seccomp_data, args[2])),  // the new limit, null for a question
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 1, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
     const sock_fprog filter{static_cast<unsigned short>(std::size(program)), program};
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 || prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
         _exit(kExecFailed);
     }
 }
@@ -104,7 +106,8 @@ ReceiverProcess::ReceiverProcess(std::filesystem::path workingDirectory, Standar
     const std::string runner = runWith();
     process = fork();
     if (process == 0) {
-        becomeReceiver(runner.c_str(), program, directory.c_str(), outputFile.c_str(), standard, mostDescriptors);
+        becomeReceiver(runner.c_str(), program, directory.c_str(), outputFile.c_str(), standard,
+                       mostDescriptors);
     }
 }
 

@@ -29,7 +29,8 @@ using namespace std::chrono_literals;
 using namespace wifi_projection_protocol;
 using namespace wpp_test;
 
-constexpr std::size_t kLimitsAboveTheFirst = 64;  // some 30 until everything is served, and as many above that
+constexpr std::size_t kLimitsAboveTheFirst =
+    64;  // some 30 until everything is served, and as many above that
 constexpr std::size_t kWorkers = 17;
 constexpr auto kLinkLimit = 1000ms;   // for the local sockets, once there are descriptors
 constexpr auto kPortLimit = 10000ms;  // for the TCP port, which is opened again every ten seconds
@@ -121,7 +122,8 @@ public:
         }
         release();
         const Stopwatch watch;
-        const bool controlServed = isAnswered(kControlSocket, encode(SetProjectionPortInfoSerializer("127.0.0.1", 1)));
+        const bool controlServed =
+            isAnswered(kControlSocket, encode(SetProjectionPortInfoSerializer("127.0.0.1", 1)));
         measured.control = watch.elapsed();
         const bool bluetoothServed = isAnswered(kBluetoothSocket, bluetoothBytes());
         measured.bluetooth = watch.elapsed();
@@ -195,7 +197,8 @@ private:
         const double before = processorTime(receiver->pid());
         const Stopwatch watch;
         std::this_thread::sleep_for(kMeasured);
-        return (processorTime(receiver->pid()) - before) / std::chrono::duration<double>(watch.elapsed()).count();
+        return (processorTime(receiver->pid()) - before) /
+               std::chrono::duration<double>(watch.elapsed()).count();
     }
 
     void release() const {
@@ -244,9 +247,11 @@ std::string passThroughOnce(std::size_t limit) {
     ScarceReceiver receiver(limit);
     Measured measured;
     const std::string complaint = receiver.passThrough(measured);
-    std::printf("limit %zu%s: processor %.1f %%, controller %lld ms, Bluetooth %lld ms, phones %lld ms\n", limit,
-                measured.wasStarted ? ", started" : "", 100 * measured.processorShare, static_cast<long long>(measured.control.count()),
-                static_cast<long long>(measured.bluetooth.count()), static_cast<long long>(measured.port.count()));
+    std::printf("limit %zu%s: processor %.1f %%, controller %lld ms, Bluetooth %lld ms, phones %lld ms\n",
+                limit, measured.wasStarted ? ", started" : "", 100 * measured.processorShare,
+                static_cast<long long>(measured.control.count()),
+                static_cast<long long>(measured.bluetooth.count()),
+                static_cast<long long>(measured.port.count()));
     std::fflush(stdout);
     if (complaint.empty() && receiver.terminate() != 0) {
         return "does not end on command 1";

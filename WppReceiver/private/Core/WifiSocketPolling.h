@@ -36,6 +36,7 @@ public:
 private:
     void closeBoth();
 
-    std::atomic<int> eventFd{-1};  // read by whoever wakes up; valid only when the waiting thread can be woken
+    std::atomic<int> eventFd{
+        -1};  // read by whoever wakes up; valid only when the waiting thread can be woken
     int epollFd = -1;
 };
