@@ -5,6 +5,15 @@
 
 namespace wpp_torture {
 
+namespace {
+
+constexpr const char* kNotBound = "a server keeps running without a socket until Stop";
+constexpr const char* kWorkDone = "a synchronous client has done its work once connected";
+constexpr const char* kTakenAway = "the system has taken the connection away";
+constexpr const char* kTorn = "partial sends are not retried";
+
+}  // namespace
+
 const std::vector<AcceptedOutcome>& acceptedOutcomes() {
     static const std::vector<AcceptedOutcome> table{
         {kDeadUntilRestart, Call::kSocketLocal, kAnyEffect, "a stream's thread ends when it gets no socket"},
@@ -14,26 +23,25 @@ const std::vector<AcceptedOutcome>& acceptedOutcomes() {
          "a server keeps running without a socket until Stop"},
         {kDeadUntilRestart, Call::kThread, kAnyEffect,
          "Start succeeds without a thread, which hasThread() tells"},
-        {kDeadUntilRestart, Call::kSendLocal, kAnyEffect,
-         "a lost connection of a synchronous client stays lost"},
-        {kDeadUntilRestart, Call::kRecvLocal, kAnyEffect,
-         "a lost connection of a synchronous client stays lost"},
-        {kPeerLost, Call::kAcceptLocal, kAnyEffect, "the system has taken the connection away"},
-        {kPeerLost, Call::kSendLocal, kAnyEffect, "the system has taken the connection away"},
-        {kPeerLost, Call::kRecvLocal, kAnyEffect, "the system has taken the connection away"},
+        {kDeadUntilRestart, Call::kSendLocal, ECONNRESET, kWorkDone},
+        {kDeadUntilRestart, Call::kSendLocal, EPIPE, kWorkDone},
+        {kDeadUntilRestart, Call::kSendLocal, kShort, kTorn},
+        {kDeadUntilRestart, Call::kRecvLocal, ECONNRESET, kWorkDone},
+        {kPeerLost, Call::kAcceptLocal, kAnyEffect, kTakenAway},
+        {kPeerLost, Call::kSendLocal, ECONNRESET, kTakenAway},
+        {kPeerLost, Call::kSendLocal, EPIPE, kTakenAway},
+        {kPeerLost, Call::kRecvLocal, ECONNRESET, kTakenAway},
+        {kPeerLost, Call::kRecvLocal, ENOMEM, "a peer whose frame stays torn is dropped"},
         {kSilentRetry, Call::kConnectLocal, kAnyEffect, "a peer that does not listen yet is no failure"},
-        {kDeafToController, Call::kBindLocal, kAnyEffect,
-         "a server keeps running without a socket until Stop"},
-        {kDeafToController, Call::kListenLocal, kAnyEffect,
-         "a server keeps running without a socket until Stop"},
-        {kLinkStaysLost, Call::kBindLocal, kAnyEffect, "a server keeps running without a socket until Stop"},
-        {kLinkStaysLost, Call::kListenLocal, kAnyEffect,
-         "a server keeps running without a socket until Stop"},
-        {kLinkStaysLost, Call::kSendLocal, kAnyEffect,
-         "a synchronous client has done its work once connected"},
-        {kLinkStaysLost, Call::kRecvLocal, kAnyEffect,
-         "a synchronous client has done its work once connected"},
-        {kTornFrame, Call::kSendLocal, kShort, "partial sends are not retried"},
+        {kDeafToController, Call::kBindLocal, kAnyEffect, kNotBound},
+        {kDeafToController, Call::kListenLocal, kAnyEffect, kNotBound},
+        {kLinkStaysLost, Call::kBindLocal, kAnyEffect, kNotBound},
+        {kLinkStaysLost, Call::kListenLocal, kAnyEffect, kNotBound},
+        {kLinkStaysLost, Call::kSendLocal, ECONNRESET, kWorkDone},
+        {kLinkStaysLost, Call::kSendLocal, EPIPE, kWorkDone},
+        {kLinkStaysLost, Call::kSendLocal, kShort, kTorn},
+        {kLinkStaysLost, Call::kRecvLocal, ECONNRESET, kWorkDone},
+        {kTornFrame, Call::kSendLocal, kShort, kTorn},
     };
     return table;
 }

@@ -33,6 +33,7 @@ constexpr Milliseconds kLook{20};
 constexpr int kStopProtocol = 1001;
 constexpr int kCannotStart = 1;  // the receiver's status when there is no memory to begin with
 constexpr std::size_t kShownLines = 15;
+const std::string kSilent = "silent";
 const std::string kDoesNotEnd = "does not end on command 1";
 const std::string kNotUsable = "not usable again: ";
 
@@ -190,7 +191,11 @@ private:
     void acceptWhatIsDescribed() {
         const bool isDeaf = outcome.finding == kDoesNotEnd;
         const bool isLost = outcome.finding.rfind(kNotUsable, 0) == 0;
-        const char* const described = isDeaf ? kDeafToController : isLost ? kLinkStaysLost : "";
+        const bool isSilent = outcome.finding == kSilent;
+        const char* const described = isDeaf     ? kDeafToController
+                                      : isLost   ? kLinkStaysLost
+                                      : isSilent ? kSilentRetry
+                                                 : "";
         if (torturesCalls && isAccepted(described, injected.site.call, injected.effect)) {
             outcome.accepted = described;
             outcome.finding.clear();
@@ -215,7 +220,7 @@ private:
             return kNotUsable + second;
         }
         if (!outcome.everyStage && !outcome.logged && isOurs()) {
-            return "silent";
+            return kSilent;
         }
         return {};
     }

@@ -356,6 +356,18 @@ TEST_F(QMLocalSocketClientExchange, PollThatFailsIsLogged) {
     EXPECT_EQ(log.count("poll: error"), 1U);
 }
 
+TEST_F(QMLocalSocketClientExchange, ReplyThatNobodyCouldWaitForDoesNotPassForTheNextOne) {
+    FramedPeer peer = startAndAccept();
+    {
+        const FailingCall none(SystemCall::kPoll, ENOMEM);
+        EXPECT_EQ(communicate("lost"), 0);
+    }
+    std::thread answer = answerWith(peer, frameOf("late") + frameOf("reply"));
+    EXPECT_NE(communicate("question"), 0);
+    answer.join();
+    EXPECT_EQ(replyLength, 5U);
+}
+
 TEST_F(QMLocalSocketClientExchange, CreatedBufferHoldsAReplyAboveTheReceiveLimit) {
     FramedPeer peer = startAndAccept();
     const std::string payload(100000, 'x');

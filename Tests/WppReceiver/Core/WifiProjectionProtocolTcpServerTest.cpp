@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 
@@ -204,6 +205,22 @@ TEST_F(TcpServer, AfterAShortageOfDescriptorsItServesAgainWithinTheRetryPeriod) 
         EXPECT_EQ(log.count("socket() failed."), 1U);
     }
     EXPECT_TRUE(waitUntil([this] { return connects(port); }, 30000ms));
+}
+
+TEST_F(TcpServer, MadeWithoutAWakeUpItServesOnceThereIsOne) {
+    std::optional<WifiProjectionProtocolTcpServer> poor;
+    {
+        const FailingCall shortage(SystemCall::kEventFd, EMFILE);
+        poor.emplace(&acceptor, wifi_projection_protocol::InetSocketAddress("0.0.0.0", port));
+    }
+    EXPECT_EQ(log.count(", eventfd()"), 1U);
+    poor->start();
+
+    EXPECT_TRUE(waitUntil([this] { return connects(port); }));
+    EXPECT_TRUE(acceptor.waitFor(1));
+    const Stopwatch watch;
+    poor->stop();
+    EXPECT_LT(watch.elapsed(), 5000ms);
 }
 
 TEST_F(TcpServer, ASocketThatCannotListenIsLoggedAndClosed) {
