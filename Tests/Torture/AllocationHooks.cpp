@@ -38,6 +38,7 @@ using wpp_torture::takeStack;
 #define WPP_THREAD_VARIABLE __attribute__((tls_model("initial-exec"))) thread_local
 
 std::atomic<AllocationControl*> control{nullptr};
+std::atomic<bool> countsUnharmed{false};
 std::atomic<bool> mainHasBegun{false};
 std::atomic<std::uint64_t> takenBeforeMain{0};
 WPP_THREAD_VARIABLE unsigned unharmedScopes = 0;
@@ -104,7 +105,7 @@ bool fails(void* caller) {
 
 void countLive(std::int64_t change) {
     AllocationControl* const shared = control;
-    if (shared != nullptr && unharmedScopes == 0) {
+    if (shared != nullptr && (unharmedScopes == 0 || countsUnharmed)) {
         shared->live += change;
     }
 }
@@ -162,8 +163,9 @@ int mainWithHooks(int argumentCount, char** arguments, char** environment) {
 
 namespace wpp_torture {
 
-void useControl(AllocationControl* newControl) {
+void useControl(AllocationControl* newControl, Counted counted) {
     warmUpUnwinder();
+    countsUnharmed = counted == Counted::kAll;
     control = newControl;
 }
 

@@ -56,7 +56,8 @@ class CallTorturer {
 public:
     CallTorturer(const Scenario& tortured, const CallTrialPlan& trialPlan)
         : scenario(tortured), plan(trialPlan) {
-        useControl(&memory);
+        // Threads take over each other's stacks, and with them blocks of the C library's, whosoever they are.
+        useControl(&memory, Counted::kAll);
         useCallControl(&control);
     }
     ~CallTorturer() {
