@@ -22,7 +22,9 @@
 ///
 /// Any thread may call send, communicate and communicateWithCreateBuff; the send lock lets them take turns,
 /// so a reply is read by the thread that asked. One that the peer causes by accepting finds the connection
-/// made. The connection handler runs with the send lock held, the data handler without a lock. Start and Stop
+/// made. The reply to an exchange that failed once its request was out is taken out of the way by the next one; a
+/// request that went out in part ends the connection. The connection handler runs with the send lock held, the data
+/// handler without a lock. Start and Stop
 /// may come from any thread but the stream's own. An exchange that is under way when Stop comes has 300 ms to
 /// end; then a peer that stalls or owes a reply is cut off, and the exchange fails. So no peer keeps Stop for
 /// 500 ms.

@@ -20,6 +20,9 @@
 /// bound leaves a running thread that accepts nothing. More peers than `maxClients` are served all the same.
 ///
 /// Any thread may call send and broadcast; Start and Stop may come from any thread but the stream's own.
+/// A peer whose frame cannot be read to its end is dropped, since nothing behind it could be understood; waits that fail
+/// are logged and take 100 ms.
+///
 /// Stop waits for a running handler, whose sends still go out. A frame that is under way has 300 ms to arrive;
 /// then a peer that stalls in the middle of one, or does not read what it is sent, is cut off. So no peer
 /// keeps Stop for 500 ms.
