@@ -47,12 +47,14 @@ bool closeStandardDescriptors() {
     return true;
 }
 
-/// Refuses every change of a limit to this process and to what it becomes. A hard limit would do that too, but then
+/// Refuses every change of the limit of descriptors to this process and to what it becomes. A hard limit would do that too, but then
 /// nobody but the system's administrator could take it back.
 void keepLimits() {
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_prlimit64, 0, 3),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_prlimit64, 0, 5),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, RLIMIT_NOFILE, 0, 3),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS,
                  offsetof(seccomp_data, args[2])),  // the new limit, null for a question
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, 0, 1, 0),
