@@ -76,17 +76,19 @@ bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length) {
     return qm_Receive(socket, buffer, length).count == length;
 }
 
-std::uint32_t qm_Discard(int socket, std::uint32_t length) {
+QMReceived qm_Discard(int socket, std::uint32_t length) {
     std::array<std::uint8_t, 4096> chunk;
-    while (length > 0) {
-        const auto size = std::min<std::uint32_t>(length, chunk.size());
-        const std::size_t count = qm_Receive(socket, chunk.data(), size).count;
-        length -= static_cast<std::uint32_t>(count);
-        if (count != size) {
+    QMReceived discarded{0, false};
+    while (discarded.count < length) {
+        const std::size_t size = std::min<std::size_t>(length - discarded.count, chunk.size());
+        const QMReceived part = qm_Receive(socket, chunk.data(), size);
+        discarded.count += part.count;
+        if (part.count != size) {
+            discarded.isClosed = part.isClosed;
             break;
         }
     }
-    return length;
+    return discarded;
 }
 
 int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::size_t readyCount,

@@ -62,8 +62,8 @@ QMReceived qm_Receive(int socket, void* buffer, std::size_t length);
 /// The same. @return true when all of them came.
 bool qm_ReceiveExactly(int socket, void* buffer, std::size_t length);
 
-/// Reads `length` bytes and throws them away, without memory for them. @return how many of them have not come.
-std::uint32_t qm_Discard(int socket, std::uint32_t length);
+/// Receives `length` bytes in the same way and throws them away, without memory for them.
+QMReceived qm_Discard(int socket, std::uint32_t length);
 
 enum QMWaitResult : int { kQMWaitInvalid = -1, kQMWaitTimedOut = -2, kQMWaitFailed = -3 };
 

@@ -277,7 +277,9 @@ void QMLocalSocketClientStream::discardRecvData(void* buffer, std::uint32_t leng
 
 /// Takes a payload for which there was no memory out of the socket, where it would pass for the next frame.
 bool QMLocalSocketClientStream::discardUnread() {
-    unreadLength = qm_Discard(socketFd, unreadLength);
+    const QMReceived discarded = qm_Discard(socketFd, unreadLength);
+    // Behind the end of what the peer says there is no next frame.
+    unreadLength = discarded.isClosed ? 0 : unreadLength - static_cast<std::uint32_t>(discarded.count);
     if (unreadLength == 0) {
         return true;
     }

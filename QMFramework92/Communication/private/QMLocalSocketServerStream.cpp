@@ -290,7 +290,7 @@ int QMLocalSocketServerStream::readSocket(int fd) {
     const auto buffer = createBuffer(length, working.name);
     if (buffer == nullptr) {
         // Left in the socket, the payload would pass for the frames that follow.
-        if (qm_Discard(fd, length) != 0) {
+        if (qm_Discard(fd, length).count != length) {
             QM_STREAM_ERROR("recv: error\n");
             dropClient(fd);
         }
@@ -300,7 +300,8 @@ int QMLocalSocketServerStream::readSocket(int fd) {
     if (payload.count != length) {
         QM_STREAM_ERROR("recv: error\n");
         if (!payload.isClosed) {
-            recoverFrom(fd, qm_Discard(fd, length - static_cast<std::uint32_t>(payload.count)) != 0);
+            const auto rest = static_cast<std::uint32_t>(length - payload.count);
+            recoverFrom(fd, qm_Discard(fd, rest).count != rest);
         }
         return 0;
     }

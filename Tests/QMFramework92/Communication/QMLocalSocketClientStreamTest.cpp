@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <syslog.h>
 
 #include <array>
@@ -366,6 +367,21 @@ TEST_F(QMLocalSocketClientExchange, ReplyThatNobodyCouldWaitForDoesNotPassForThe
     EXPECT_NE(communicate("question"), 0);
     answer.join();
     EXPECT_EQ(replyLength, 5U);
+}
+
+TEST_F(QMLocalSocketClientExchange, PeerThatEndsWithinAReplyIsNoticedByTheNextExchange) {
+    FramedPeer peer = startAndAccept();
+    std::thread answer([&peer] {
+        peer.receiveFrame();
+        peer.sendBytes(framePrefix(10) + "cut");
+        ::shutdown(peer.socket(), SHUT_WR);
+    });
+    EXPECT_EQ(communicate("question"), 0);
+    answer.join();
+    EXPECT_THAT(recorder.connections.all(), ElementsAre(true));
+    EXPECT_EQ(communicate("question"), 0);
+    EXPECT_TRUE(log.contains("recv: no data"));
+    EXPECT_THAT(recorder.connections.all(), ElementsAre(true, false));
 }
 
 TEST_F(QMLocalSocketClientExchange, CreatedBufferHoldsAReplyAboveTheReceiveLimit) {
