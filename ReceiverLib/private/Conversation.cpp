@@ -78,8 +78,8 @@ Supervised::Clock::time_point Conversation::deadline() const {
 }
 
 void Conversation::endLate() {
-    drop();
     services.log.report(LibraryLog::kWarning, linkName, "the phone is late");
+    drop();
 }
 
 void Conversation::run() {
