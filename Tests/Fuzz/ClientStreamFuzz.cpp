@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <memory>
@@ -22,6 +23,7 @@
 #include "Tests/Fuzz/Support/FuzzInput.h"
 #include "Tests/Fuzz/Support/LogTally.h"
 #include "Tests/Fuzz/Support/QuickWaits.h"
+#include "Tests/Fuzz/Support/SpoiltCalls.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -64,6 +66,12 @@ public:
                                  handled ? &connection : nullptr, handled ? &data : nullptr},
                                 mode));
         accept();
+    }
+
+    /// A start whose thread finds no socket.
+    void startInVain() {
+        FUZZ_CHECK(stream.Start({path.c_str(), static_cast<int>(kReceiveLimit), nullptr, nullptr}, mode));
+        FUZZ_CHECK(wpp_test::waitUntil([this] { return stream.hasBegun(); }) && stream.lacksSocket());
     }
 
     /// The connection that the stream makes by itself.
@@ -347,17 +355,86 @@ private:
 class Dropping {
 public:
     void run(FuzzInput& input) {
-        const bool isLate = input.takeByte() == 0xFF;
+        const unsigned choice = input.takeByte();
+        const bool isLate = choice == 0xFF;
+        if (choice == 0xFE) {
+            wpp_test::spoil(wpp_test::SpoiltCall::kPoll, {EIO});
+            FUZZ_CHECK(wpp_test::waitUntil(wpp_test::nothingIsSpoilt));
+        }
         FUZZ_CHECK(link.peer.sendBytes(input.takeText(kLongestStream)));
         if (isLate) {
             return link.acceptLate();
         }
+        if (choice == 0xFD) {
+            // The connection is made with the second socket.
+            wpp_test::spoil(wpp_test::SpoiltCall::kSocket, {EMFILE});
+        }
         link.peer.close();
         link.accept();
+        FUZZ_CHECK(wpp_test::nothingIsSpoilt());
     }
 
 private:
     Link link{QMLocalSocketClientStream::kAsynchronous, false};
+};
+
+/// Exchanges in which calls fail. The peer says what it has to say ahead of them and then no more, so that nothing is
+/// waited for; once it has come again, an exchange gets its reply.
+class Failing {
+public:
+    void run(FuzzInput& input) {
+        wpp_test::forgetLog();
+        for (unsigned i = 0; i < 3; ++i) {
+            FUZZ_CHECK(link.peer.sendBytes(wpp_test::frameOf(input.takeText(input.takeByte() % kMostSaid))));
+        }
+        ::shutdown(link.peer.socket(), SHUT_WR);
+        for (unsigned i = 0; i < 4; ++i) {
+            const unsigned call = input.takeByte();
+            constexpr wpp_test::SpoiltCall kCalls[] = {
+                wpp_test::SpoiltCall::kRecv, wpp_test::SpoiltCall::kSend, wpp_test::SpoiltCall::kPoll};
+            wpp_test::spoil(kCalls[call % 3], fatesFrom(input.takeByte()));
+            exchange((call & 0x80U) != 0);
+            wpp_test::spoilNothing();
+        }
+        comeAgain();
+    }
+
+private:
+    static constexpr std::size_t kMostSaid = 100;
+
+    /// What becomes of four calls, two bits each.
+    static std::vector<int> fatesFrom(unsigned bits) {
+        constexpr int kFates[] = {wpp_test::kAsEver, wpp_test::kOneByte, EINTR, ECONNRESET};
+        return {kFates[bits & 3U], kFates[bits >> 2U & 3U], kFates[bits >> 4U & 3U], kFates[bits >> 6U & 3U]};
+    }
+
+    void exchange(bool intoOwnBuffer) {
+        std::uint8_t reply[kReceiveLimit];
+        if (intoOwnBuffer) {
+            void* buffer = nullptr;
+            static_cast<void>(link.stream.communicateWithCreateBuff("ask", 3, &buffer, nullptr, 0));
+            delete[] static_cast<std::uint8_t*>(buffer);
+        } else {
+            static_cast<void>(link.stream.communicate("ask", 3, reply, nullptr, 0));
+        }
+    }
+
+    /// The first try finds no socket.
+    void comeAgain() {
+        link.peer.close();
+        link.stream.Stop();
+        wpp_test::spoil(wpp_test::SpoiltCall::kSocket, {EMFILE});
+        link.startInVain();
+        wpp_test::spoilNothing();
+        link.start();
+        std::uint8_t reply[kReceiveLimit];
+        unsigned length = 0;
+        FUZZ_CHECK(link.peer.sendBytes(wpp_test::frameOf("answer")));
+        FUZZ_CHECK(link.stream.communicate("ask", 3, reply, &length, 0) == 3 + kPrefix);
+        FUZZ_CHECK(length == 6 && std::memcmp(reply, "answer", length) == 0);
+    }
+
+    Link link{QMLocalSocketClientStream::kSynchronous};
 };
 
 }  // namespace
@@ -366,9 +443,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static Exchanges exchanges;
     static Receiving receiving;
     static Dropping dropping;
+    static Failing failing;
     const wpp_test::ArrayLimit limit(kLargestFrame);
     FuzzInput input(data, size);
-    switch (input.takeByte() % 8) {
+    const unsigned choice = input.takeByte();
+    if (choice == 0xEE) {
+        failing.run(input);
+        return 0;
+    }
+    switch (choice % 8) {
         case 0:
             receiving.run(input);
             break;

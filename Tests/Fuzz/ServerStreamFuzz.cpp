@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -20,6 +21,7 @@
 #include "Tests/Fuzz/Support/FuzzInput.h"
 #include "Tests/Fuzz/Support/LogTally.h"
 #include "Tests/Fuzz/Support/QuickWaits.h"
+#include "Tests/Fuzz/Support/SpoiltCalls.h"
 #include "Tests/QMFramework92/Communication/FailingAllocation.h"
 #include "Tests/Support/FramedPeer.h"
 #include "Tests/Support/TemporaryDirectory.h"
@@ -44,6 +46,7 @@ enum Behaviour : unsigned {
     kVanishes = 4,
     kWaitsInVain = 32,
     kFindsNoHandlers = 24,
+    kMeetsFailures = 0x78,
     kIsNotRead = 0xF8
 };
 
@@ -98,6 +101,7 @@ public:
                                       QMLocalSocketServerStream::kReceive));
         FUZZ_CHECK(deafStream.Start({deafPath.c_str(), 16, 1, nullptr, nullptr},
                                     QMLocalSocketServerStream::kReceive));
+        FUZZ_CHECK(wpp_test::waitUntil([this] { return secondStream.hasBegun() && deafStream.hasBegun(); }));
     }
 
     void run(FuzzInput& input) {
@@ -106,6 +110,9 @@ public:
         const std::string bytes = input.takeText(kLongestStream);
         if ((behaviour & kIsNotRead) == kIsNotRead) {
             return runUnread(bytes);
+        }
+        if ((behaviour & kMeetsFailures) == kMeetsFailures) {
+            return runThroughFailures(bytes);
         }
         if ((behaviour & kFindsNoHandlers) == kFindsNoHandlers) {
             return runWithoutHandlers(bytes);
@@ -147,6 +154,73 @@ private:
         FUZZ_CHECK(peer.isConnected() && peer.sendBytes(bytes));
         ::shutdown(peer.socket(), SHUT_WR);
         FUZZ_CHECK(receiveAll(peer).empty());
+    }
+
+    /// Calls fail on a stream of its own, two bytes of the input for each peer; then it serves the next one.
+    void runThroughFailures(const std::string& bytes) {
+        wpp_test::spareThisThread();
+        Echo echo;
+        startEcho(echo, bytes.empty() || bytes[0] % 2 == 0);
+        for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+            const auto call = static_cast<unsigned char>(bytes[i]);
+            if (call % 8 == 7) {
+                wpp_test::spoilNextEpollWait(2);
+            } else {
+                constexpr wpp_test::SpoiltCall kCalls[] = {
+                    wpp_test::SpoiltCall::kRecv, wpp_test::SpoiltCall::kSend, wpp_test::SpoiltCall::kAccept,
+                    wpp_test::SpoiltCall::kPoll};
+                wpp_test::spoil(kCalls[call % 4], fatesFrom(static_cast<unsigned char>(bytes[i + 1])));
+            }
+            askEcho(call / 8);
+        }
+        wpp_test::spoilNothing();
+        FUZZ_CHECK(askEcho(5) == wpp_test::frameOf(std::string(5, 'e')));
+        echo.stream.Stop();
+        FUZZ_CHECK(::unlink(echoPath.c_str()) == 0);
+    }
+
+    /// Sends each frame back.
+    struct Echo {
+        void onData(int fd, const void* data, unsigned length) { stream.send(fd, data, length); }
+
+        QMLocalSocketServerStream stream;
+    };
+
+    void startEcho(Echo& echo, bool hasSocket) {
+        using Data =
+            QMFunctor<void, Typelist<const int, Typelist<const void* const, Typelist<unsigned, NullType>>>>;
+        const MemFunHandler<Data, Echo*, void (Echo::*)(int, const void*, unsigned)> data(&echo,
+                                                                                          &Echo::onData);
+        const QMLocalSocketServerStream::Config config{echoPath.c_str(), 16, 1, nullptr, &data};
+        if (!hasSocket) {
+            wpp_test::spoil(wpp_test::SpoiltCall::kSocket, {EMFILE});
+            FUZZ_CHECK(echo.stream.Start(config, QMLocalSocketServerStream::kReceive));
+            FUZZ_CHECK(wpp_test::waitUntil([&echo] { return echo.stream.hasBegun(); }));
+            FUZZ_CHECK(echo.stream.lacksSocket());
+        }
+        FUZZ_CHECK(echo.stream.Start(config, QMLocalSocketServerStream::kReceive));
+    }
+
+    /// What becomes of four calls, two bits each.
+    static std::vector<int> fatesFrom(unsigned bits) {
+        constexpr int kFates[] = {wpp_test::kAsEver, wpp_test::kOneByte, EINTR, ECONNRESET};
+        return {kFates[bits & 3U], kFates[bits >> 2U & 3U], kFates[bits >> 4U & 3U], kFates[bits >> 6U & 3U]};
+    }
+
+    /// @return what comes back of a frame of so many bytes until the stream lets go of the peer.
+    std::string askEcho(std::size_t length) {
+        FramedPeer peer = FramedPeer::connectTo(echoPath);
+        FUZZ_CHECK(peer.isConnected());
+        // A peer that has been dropped meanwhile sends in vain.
+        static_cast<void>(peer.sendBytes(wpp_test::frameOf(std::string(length, 'e'))));
+        ::shutdown(peer.socket(), SHUT_WR);
+        std::string all;
+        char piece[256];
+        for (ssize_t count = 1; count > 0;) {
+            count = ::recv(peer.socket(), piece, sizeof(piece), 0);
+            all.append(piece, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+        }
+        return all;
     }
 
     /// A stream that only accepts: it reads nothing of its peer, who hears of it all the same.
@@ -243,6 +317,7 @@ private:
     const wpp_test::TemporaryDirectory directory;
     const std::string path = (directory.path() / "socket").string();
     const std::string unreadPath = (directory.path() / "unread").string();
+    const std::string echoPath = (directory.path() / "echo").string();
     const std::string deafPath = (directory.path() / "deaf").string();
     unsigned behaviour = 0;  // written while no peer is connected
 

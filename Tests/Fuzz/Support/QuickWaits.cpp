@@ -12,11 +12,13 @@
 #include <cerrno>
 #include <ctime>
 
+#include "Tests/Fuzz/Support/SpoiltCalls.h"
+
 namespace {
 
 constexpr int kLongestWaitMs = 5;
 std::atomic<std::size_t> pauseCount{0};
-std::atomic<bool> epollWaitIsSpoilt{false};
+std::atomic<int> spoiltEpollWaits{0};
 std::atomic<bool> pollIsSpoilt{false};
 
 /// A wait without a limit keeps none.
@@ -30,8 +32,8 @@ std::size_t wpp_test::pauses() {
     return pauseCount;
 }
 
-void wpp_test::spoilNextEpollWait() {
-    epollWaitIsSpoilt = true;
+void wpp_test::spoilNextEpollWait(int count) {
+    spoiltEpollWaits = count;
 }
 
 void wpp_test::spoilNextPoll() {
@@ -43,13 +45,19 @@ extern "C" int poll(pollfd* descriptors, nfds_t count, int timeoutMs) {
     if (count > 0 && pollIsSpoilt.exchange(false)) {
         return 0;
     }
+    const int fate = count > 0 ? wpp_test::nextFate(wpp_test::SpoiltCall::kPoll) : wpp_test::kAsEver;
+    if (fate > 0) {
+        errno = fate;
+        return -1;
+    }
     timespec limit{};
     limit.tv_nsec = count == 0 ? 0 : std::max(shortened(timeoutMs), 0) * 1000000L;
     return ppoll(descriptors, count, timeoutMs < 0 ? nullptr : &limit, nullptr);
 }
 
 extern "C" int epoll_wait(int descriptor, epoll_event* events, int room, int timeoutMs) {
-    if (epollWaitIsSpoilt.exchange(false)) {
+    if (spoiltEpollWaits > 0) {
+        --spoiltEpollWaits;
         errno = EINTR;
         return -1;
     }
