@@ -392,7 +392,7 @@ public:
             const unsigned call = input.takeByte();
             constexpr wpp_test::SpoiltCall kCalls[] = {
                 wpp_test::SpoiltCall::kRecv, wpp_test::SpoiltCall::kSend, wpp_test::SpoiltCall::kPoll};
-            wpp_test::spoil(kCalls[call % 3], fatesFrom(input.takeByte()));
+            wpp_test::spoil(kCalls[call % 3], wpp_test::fatesFrom(input.takeByte()));
             exchange((call & 0x80U) != 0);
             wpp_test::spoilNothing();
         }
@@ -401,12 +401,6 @@ public:
 
 private:
     static constexpr std::size_t kMostSaid = 100;
-
-    /// What becomes of four calls, two bits each.
-    static std::vector<int> fatesFrom(unsigned bits) {
-        constexpr int kFates[] = {wpp_test::kAsEver, wpp_test::kOneByte, EINTR, ECONNRESET};
-        return {kFates[bits & 3U], kFates[bits >> 2U & 3U], kFates[bits >> 4U & 3U], kFates[bits >> 6U & 3U]};
-    }
 
     void exchange(bool intoOwnBuffer) {
         std::uint8_t reply[kReceiveLimit];

@@ -169,7 +169,7 @@ private:
                 constexpr wpp_test::SpoiltCall kCalls[] = {
                     wpp_test::SpoiltCall::kRecv, wpp_test::SpoiltCall::kSend, wpp_test::SpoiltCall::kAccept,
                     wpp_test::SpoiltCall::kPoll};
-                wpp_test::spoil(kCalls[call % 4], fatesFrom(static_cast<unsigned char>(bytes[i + 1])));
+                wpp_test::spoil(kCalls[call % 4], wpp_test::fatesFrom(static_cast<unsigned char>(bytes[i + 1])));
             }
             askEcho(call / 8);
         }
@@ -199,12 +199,6 @@ private:
             FUZZ_CHECK(echo.stream.lacksSocket());
         }
         FUZZ_CHECK(echo.stream.Start(config, QMLocalSocketServerStream::kReceive));
-    }
-
-    /// What becomes of four calls, two bits each.
-    static std::vector<int> fatesFrom(unsigned bits) {
-        constexpr int kFates[] = {wpp_test::kAsEver, wpp_test::kOneByte, EINTR, ECONNRESET};
-        return {kFates[bits & 3U], kFates[bits >> 2U & 3U], kFates[bits >> 4U & 3U], kFates[bits >> 6U & 3U]};
     }
 
     /// @return what comes back of a frame of so many bytes until the stream lets go of the peer.

@@ -35,6 +35,11 @@ void wpp_test::spoil(SpoiltCall call, std::vector<int> fates) {
     fatesOf[call].assign(fates.begin(), fates.end());
 }
 
+std::vector<int> wpp_test::fatesFrom(unsigned bits) {
+    constexpr int kFates[] = {kAsEver, kOneByte, EINTR, ECONNRESET};
+    return {kFates[bits & 3U], kFates[bits >> 2U & 3U], kFates[bits >> 4U & 3U], kFates[bits >> 6U & 3U]};
+}
+
 void wpp_test::spoilNothing() {
     const std::lock_guard<std::mutex> guard(mutex);
     fatesOf.clear();

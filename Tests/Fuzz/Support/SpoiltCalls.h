@@ -13,6 +13,9 @@ enum Spoiling : int { kAsEver = 0, kOneByte = -1 };
 /// What becomes of the next calls of this kind, one after the other; those behind are as ever.
 void spoil(SpoiltCall call, std::vector<int> fates);
 
+/// What becomes of four calls as an input says it, two bits each: as ever, one byte, EINTR, ECONNRESET.
+std::vector<int> fatesFrom(unsigned bits);
+
 /// All calls are as ever again.
 void spoilNothing();
 
