@@ -169,7 +169,8 @@ private:
                 constexpr wpp_test::SpoiltCall kCalls[] = {
                     wpp_test::SpoiltCall::kRecv, wpp_test::SpoiltCall::kSend, wpp_test::SpoiltCall::kAccept,
                     wpp_test::SpoiltCall::kPoll};
-                wpp_test::spoil(kCalls[call % 4], wpp_test::fatesFrom(static_cast<unsigned char>(bytes[i + 1])));
+                wpp_test::spoil(kCalls[call % 4],
+                                wpp_test::fatesFrom(static_cast<unsigned char>(bytes[i + 1])));
             }
             askEcho(call / 8);
         }
