@@ -37,7 +37,7 @@ public:
 private:
     void endInTime() {
         while (!over && !end.passed()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));  // an event's calls may be failing
         }
         trial.end();
     }

@@ -168,7 +168,7 @@ private:
                 return road.await(
                     {Road::kReceiver, "exit", Json::object(), Json::object(), Milliseconds(kLook)});
             } catch (const StageFailure&) {
-                std::this_thread::sleep_for(Milliseconds(1));
+                std::this_thread::sleep_for(Milliseconds(1));  // an abandoned road returns at once
             }
         } while (!deadline.passed());
         return std::nullopt;

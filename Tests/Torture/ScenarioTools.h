@@ -21,6 +21,7 @@ bool comes(Condition condition) {
         if (std::chrono::steady_clock::now() > end) {
             return false;
         }
+        // An event would take the memory or the calls that are failing.
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;

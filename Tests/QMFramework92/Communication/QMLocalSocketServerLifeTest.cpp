@@ -75,7 +75,7 @@ protected:
         const Stopwatch watch;
         const auto stopped = std::async(std::launch::async, [this] { stream.Stop(); });
         for (std::size_t sent = 6; sent < frame.size(); ++sent) {
-            std::this_thread::sleep_for(kSlowPeerPause);
+            std::this_thread::sleep_for(kSlowPeerPause);  // the pace of a slow peer
             peer.sendBytes(frame.substr(sent, 1));
         }
         const auto elapsed = watch.elapsed();

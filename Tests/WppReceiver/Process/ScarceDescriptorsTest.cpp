@@ -196,7 +196,7 @@ private:
     double measureProcessor() const {
         const double before = processorTime(receiver->pid());
         const Stopwatch watch;
-        std::this_thread::sleep_for(kMeasured);
+        std::this_thread::sleep_for(kMeasured);  // the span over which processor time is measured
         return (processorTime(receiver->pid()) - before) /
                std::chrono::duration<double>(watch.elapsed()).count();
     }
