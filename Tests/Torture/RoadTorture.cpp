@@ -31,6 +31,7 @@ constexpr int kEndAttempts = 14;
 constexpr int kFreshControllerAttempt = 4;
 constexpr Milliseconds kLook{20};
 constexpr int kStopProtocol = 1001;
+constexpr int kNeverAnswered = 1000;
 constexpr int kCannotStart = 1;  // the receiver's status when there is no memory to begin with
 constexpr std::size_t kShownLines = 15;
 const std::string kSilent = "silent";
@@ -107,7 +108,7 @@ private:
     void walkAgain(simulator::TlsSource tls) {
         if (control->failures() == 0 || outcome.stage.empty() || outcome.stage.rfind("process up", 0) == 0 ||
             outcome.stage.find("\"reply\"") != std::string::npos ||
-            outcome.stage.find("refused an order") != std::string::npos) {
+            outcome.stage.find("refused an order") != std::string::npos || lacksReply()) {
             return;
         }
         try {
@@ -126,6 +127,20 @@ private:
         } catch (const std::exception& failure) {
             second = failure.what();
         }
+    }
+
+    /// Whether a command of the controller went without its reply, so that the replies behind it pass for the wrong
+    /// commands.
+    bool lacksReply() const {
+        int lacking = 0;
+        for (const std::string& line : linesOf("controller.jsonl")) {
+            const Json event = Json::parse(line, nullptr, false);
+            if (event.is_discarded() || event.value("message", kNeverAnswered) == kNeverAnswered) {
+                continue;
+            }
+            lacking += event["event"] == "sent" ? 1 : event["event"] == "reply" ? -1 : 0;
+        }
+        return lacking != 0;
     }
 
     /// A server's thread whose calls fail looks again every 100 ms. What the first phone has sent by then must not pass
