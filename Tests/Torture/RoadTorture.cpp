@@ -206,7 +206,9 @@ private:
         acceptWhatIsDescribed();
         if (!outcome.finding.empty()) {
             showLast(lines);
-            showLast(linesOf("phone-1.jsonl"));
+            for (const char* const peer : {"phone-1.jsonl", "bluetooth.jsonl", "controller.jsonl"}) {
+                showLast(linesOf(peer));
+            }
         }
     }
 
