@@ -38,6 +38,7 @@ private:
     struct Guest {
         const RoadPhone& phone;
         bool isHere = false;
+        int openLosses = 0;  ///< that the controller may have been told of or not, since the last report
     };
     /// A phone that misbehaves, one visit after the other.
     struct Stranger {
@@ -68,6 +69,7 @@ private:
     void awaitStrangers();
 
     void report();
+    void forgetOpenLosses();
     int printVerdict();
     std::size_t choose(std::size_t count);
 
