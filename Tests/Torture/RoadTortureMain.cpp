@@ -158,6 +158,7 @@ Json reportOf(const Injection& injection, const RoadOutcome& outcome) {
             {"everyStage", outcome.everyStage},
             {"walkedAgain", outcome.walkedAgain},
             {"tlsLost", outcome.tlsLost},
+            {"openSslLost", outcome.openSslLost},
             {"logged", outcome.logged},
             {"stage", outcome.stage},
             {"finding", outcome.finding},
@@ -259,6 +260,7 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
     std::uint64_t whole = 0;
     std::uint64_t again = 0;
     std::uint64_t tlsLost = 0;
+    std::uint64_t openSslLost = 0;
     std::uint64_t logged = 0;
     std::uint64_t findings = 0;
     for (const Json& report : reports) {
@@ -268,6 +270,7 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
         whole += hit && report["everyStage"].get<bool>() ? 1 : 0;
         again += hit && report["walkedAgain"].get<bool>() ? 1 : 0;
         tlsLost += report["tlsLost"].get<bool>() ? 1 : 0;
+        openSslLost += report["openSslLost"].get<bool>() ? 1 : 0;
         logged += hit && report["logged"].get<bool>() ? 1 : 0;
         if (!report["finding"].get<std::string>().empty()) {
             ++findings;
@@ -286,6 +289,7 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
     note("roads walked to their end", whole);
     note("roads walked again once memory was back", again);
     note("roads on which OpenSSL kept a failed initialisation", tlsLost);
+    note("roads on which OpenSSL lost 16 bytes", openSslLost);
     note("roads with a logged line", logged);
     note("allocations before main, which never fail", plan.beforeMain);
     return findings == 0 && fired > 0 ? 0 : 1;
