@@ -26,6 +26,7 @@ using simulator::Road;
 using simulator::StageFailure;
 
 constexpr Milliseconds kStageLimit{2500};
+constexpr Milliseconds kListingLimit{20000};  // nothing fails there: only a busy machine is late
 constexpr Milliseconds kEndLimit{1500};  // of one attempt
 constexpr int kEndAttempts = 14;
 constexpr int kFreshControllerAttempt = 4;
@@ -47,7 +48,7 @@ public:
           torturesCalls(programs.calls),
           control((programs.calls ? callControl : allocationControl)((directory.path() / "control").string(),
                                                                      injection, isListing)),
-          road(optionsFor(programs, tls), nowhere) {
+          road(optionsFor(programs, tls, isListing), nowhere) {
         // The receiver's child process inherits it; the peers have no hooks to read it.
         setenv(kControlVariable, control->path().c_str(), 1);
     }
@@ -66,13 +67,14 @@ public:
     std::vector<Site> sites() const { return control->sites(); }
 
 private:
-    simulator::RoadOptions optionsFor(const RoadPrograms& programs, simulator::TlsSource tls) const {
+    simulator::RoadOptions optionsFor(const RoadPrograms& programs, simulator::TlsSource tls,
+                                      bool isListing) const {
         simulator::RoadOptions options;
         options.receiver = programs.receiver;
         options.simulator = programs.simulator;
         options.keepLog = (directory.path() / "log").string();
         options.scenario.tls = tls;
-        options.scenario.limit = kStageLimit;
+        options.scenario.limit = isListing ? kListingLimit : kStageLimit;
         return options;
     }
 
