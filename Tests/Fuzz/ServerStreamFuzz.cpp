@@ -40,7 +40,7 @@ constexpr std::size_t kLongestStream = 96;
 constexpr std::size_t kMostPieces = 8;
 
 /// Peers of one input that meet failing calls; each costs a connection.
-constexpr std::size_t kMostFailedPeers = 4;
+constexpr std::size_t kMostFailedPeers = 12;
 
 /// How the handler answers, and how the peer leaves.
 enum Behaviour : unsigned {

@@ -27,7 +27,7 @@ using simulator::StageFailure;
 
 constexpr Milliseconds kStageLimit{2500};
 constexpr Milliseconds kListingLimit{20000};  // nothing fails there: only a busy machine is late
-constexpr Milliseconds kEndLimit{1500};  // of one attempt
+constexpr Milliseconds kEndLimit{1500};       // of one attempt
 constexpr int kEndAttempts = 14;
 constexpr int kFreshControllerAttempt = 4;
 constexpr Milliseconds kLook{20};
