@@ -28,8 +28,8 @@ KillPhase parsePhase(const Json& item, const std::string& where) {
 }
 
 KillPoint parsePoint(const Json& item) {
-    static constexpr std::array<const char*, 8> kFields{"point", "victim", "through", "under_way",
-                                                        "after", "then",   "never",   "stopped"};
+    static constexpr std::array<const char*, 9> kFields{"point", "victim", "through", "under_way", "after",
+                                                        "then",  "told",   "never",   "stopped"};
     allowOnly(item, kFields, "a point");
     KillPoint point;
     point.name = requiredText(item, "point", "a point");
@@ -46,6 +46,7 @@ KillPoint parsePoint(const Json& item) {
     if (item.contains("then")) {
         point.then = parsePhase(item["then"], where);
     }
+    point.told = expectationsOf(item, "told", where);
     point.never = expectationsOf(item, "never", where);
     point.stopped = expectationsOf(item, "stopped", where);
     return point;

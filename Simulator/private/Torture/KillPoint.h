@@ -21,6 +21,7 @@ struct KillPoint {
     std::vector<KillPhase> underWay;  ///< how far something has come when the kill comes, step by step
     std::vector<Expectation> after;  ///< what the survivors report of the kill, the receiver's log among them
     KillPhase then;                  ///< what survivors do when the victim is back, and what comes of that
+    std::vector<Expectation> told;   ///< what comes of the kill, at once or only of what survivors do then
     std::vector<Expectation> never;  ///< what none of them may report up to then
     std::vector<Expectation>
         stopped;  ///< what the survivors report when the protocol is stopped after all that

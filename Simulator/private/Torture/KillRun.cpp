@@ -37,6 +37,7 @@ KillCost KillRun::run() {
     kill();
     bringBack();
     pass(point.then);
+    awaitAll(point.told);
     for (const Expectation& expectation : point.never) {
         road.refuse(expectation, "there is " + expectation.describe() + " all the same");
     }

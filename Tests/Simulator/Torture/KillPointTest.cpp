@@ -30,6 +30,7 @@ TEST(KillPoint, HasItsStepsAndWhatComesOfThem) {
                          {"expect":[{"from":"controller","event":"notification"}]}],
             "after":[{"from":"receiver","event":"log"}],
             "then":{"orders":[{"to":"controller","order":"end"}],"expect":[{"from":"phone 1","event":"start"}]},
+            "told":[{"from":"bluetooth","event":"phone-gone"}],
             "never":[{"from":"phone 1","event":"tcp-closed"}],
             "stopped":[{"from":"phone 1","event":"rfcomm-closed"}]}]})");
     ASSERT_EQ(points.size(), 1u);
@@ -43,6 +44,7 @@ TEST(KillPoint, HasItsStepsAndWhatComesOfThem) {
     EXPECT_EQ(point.after.front().event, "log");
     EXPECT_EQ(point.then.orders.front().to, "controller");
     EXPECT_EQ(point.then.expectations.front().event, "start");
+    EXPECT_EQ(point.told.front().event, "phone-gone");
     EXPECT_EQ(point.never.front().event, "tcp-closed");
     EXPECT_EQ(point.stopped.front().event, "rfcomm-closed");
 }
