@@ -1,0 +1,1 @@
+"""What scripts/bench is made of: samples, ratios, goals, curves, and how they are shown."""

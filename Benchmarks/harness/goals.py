@@ -1,0 +1,59 @@
+"""Goals: what a ratio, or a value of the product itself, has to be. Nothing fails by them; they are shown."""
+
+import dataclasses
+import json
+import operator
+
+_BOUNDS = {
+    "at_most": ("<=", operator.le),
+    "at_least": (">=", operator.ge),
+}
+
+
+@dataclasses.dataclass(frozen=True)
+class Goal:
+    metric: str
+    parameter: str
+    against: str  # empty for a goal for the product's own value
+    bound: str
+    limit: float
+
+    @property
+    def case(self):
+        return self.metric, self.parameter
+
+    def text(self):
+        return f"{_BOUNDS[self.bound][0]} {self.limit:g}"
+
+    def is_met(self, value):
+        return _BOUNDS[self.bound][1](value, self.limit)
+
+
+@dataclasses.dataclass(frozen=True)
+class Verdict:
+    goal: Goal
+    figure: object  # None when not measured
+
+    @property
+    def word(self):
+        if self.figure is None:
+            return "not measured"
+        return "met" if self.goal.is_met(self.figure.median) else "MISSED"
+
+
+def _goal_of(row):
+    bound = next(name for name in _BOUNDS if name in row)
+    return Goal(row["metric"], row["parameter"], row.get("against", ""), bound, row[bound])
+
+
+def load(path):
+    with open(path, encoding="utf-8") as file:
+        return [_goal_of(row) for row in json.load(file)]
+
+
+def judge(goals, results):
+    verdicts = []
+    for goal in goals:
+        figure = results.ratio(goal.case, goal.against) if goal.against else results.value(goal.case, "ours")
+        verdicts.append(Verdict(goal, figure))
+    return verdicts
