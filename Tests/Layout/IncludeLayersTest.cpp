@@ -36,7 +36,9 @@ const std::vector<Room>& rooms() {
         {"WppReceiver/private/Proxy",
          {"WppReceiver/private/Core", "LibWpp", "ReceiverLib/include", "QMFramework92"}},
         {"Simulator", {"LibWpp", "ReceiverLib/include", "ReceiverLib/phone", "QMFramework92"}},
-        {"Benchmarks", {"LibWpp", "ReceiverLib/include", "QMFramework92"}},
+        {"Benchmarks",
+         {"WppReceiver/private/Core", "WppReceiver/private/Proxy", "LibWpp", "ReceiverLib/include",
+          "QMFramework92", "Simulator"}},
     };
     return all;
 }

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Benchmarks/RoundTrip/Support/Carrier.h"
+
+namespace bench {
+
+/// Blocking send and recv of whole messages with a length word in front, and nothing else.
+Carrier minimalCarrier();
+
+/// The system calls of the product's streams in their order, on static buffers, and nothing between them.
+Carrier prescribedCarrier();
+
+/// The product's streams: what a message costs whatever it says.
+Carrier streamCarrier();
+
+/// The product's control service, asked by a controller with a command that finds nothing to do: the removal of
+/// a phone that nobody knows. With its length word it is 9 bytes long.
+Carrier controlServiceCarrier();
+
+}  // namespace bench

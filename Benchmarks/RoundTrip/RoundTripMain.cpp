@@ -1,0 +1,16 @@
+// The product and its bare counterparts, each in two processes. See Docs/performance.md.
+
+#include "Benchmarks/RoundTrip/Carriers.h"
+
+int main(int argc, char** argv) {
+    using namespace bench;
+    return runCases(argc, argv,
+                    {
+                        commandCase(controlServiceCarrier()),
+                        commandCase(minimalCarrier()),
+                        commandCase(prescribedCarrier()),
+                        throughputCase(streamCarrier()),
+                        throughputCase(minimalCarrier()),
+                        throughputCase(prescribedCarrier()),
+                    });
+}

@@ -1,0 +1,73 @@
+#include "Benchmarks/RoundTrip/Support/PrescribedStream.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <stdexcept>
+
+#include "Benchmarks/RoundTrip/Support/Sockets.h"
+
+namespace bench {
+
+namespace {
+
+constexpr int kPollPeriodMs = 100;
+constexpr int kWithoutLimit = -1;
+constexpr std::size_t kLargestMessage = 2U << 20;
+
+int pollReadable(int descriptor, int limitMs) {
+    pollfd watched{descriptor, POLLIN, 0};
+    return poll(&watched, 1, limitMs);
+}
+
+/// @return the number that is ready, of the listening socket and the one peer if there is one.
+int waitReadable(const std::vector<int>& descriptors, epoll_event* ready) {
+    const int set = epoll_create1(EPOLL_CLOEXEC);
+    for (const int descriptor : descriptors) {
+        epoll_event event{};
+        event.events = EPOLLIN;
+        event.data.fd = descriptor;
+        epoll_ctl(set, EPOLL_CTL_ADD, descriptor, &event);
+    }
+    const int count = epoll_wait(set, ready, static_cast<int>(descriptors.size()), kPollPeriodMs);
+    close(set);
+    return count;
+}
+
+}  // namespace
+
+void servePrescribed(const char* name,
+                     const std::function<void(int peer, const std::uint8_t*, std::uint32_t)>& handle) {
+    std::vector<std::uint8_t> payload(kLargestMessage);
+    std::vector<int> descriptors{listenLocal(name)};
+    epoll_event ready[2];
+    for (;;) {
+        const int count = waitReadable(descriptors, ready);
+        for (int i = 0; i < count; ++i) {
+            const int descriptor = ready[i].data.fd;
+            pollReadable(descriptor, kPollPeriodMs);
+            if (descriptor == descriptors.front()) {
+                descriptors.push_back(acceptOne(descriptor));
+                continue;
+            }
+            std::uint32_t length = 0;
+            receiveAll(descriptor, &length, sizeof(length));
+            receiveAll(descriptor, payload.data(), length);
+            handle(descriptor, payload.data(), length);
+        }
+    }
+}
+
+void exchangePrescribed(int socket, const void* frame, std::size_t length) {
+    std::uint32_t answerLength = 0;
+    std::uint8_t answer = 0;
+    sendAll(socket, frame, length);
+    pollReadable(socket, kWithoutLimit);
+    receiveAll(socket, &answerLength, sizeof(answerLength));
+    receiveAll(socket, &answer, sizeof(answer));
+}
+
+}  // namespace bench
