@@ -1,0 +1,13 @@
+// The benchmarks of round-trip over other people's libraries.
+
+#include "Benchmarks/RoundTrip/Foreign/ForeignCarriers.h"
+
+int main(int argc, char** argv) {
+    using namespace bench;
+    std::vector<Case> cases;
+    for (const Carrier& carrier : {zeroMqCarrier(), nngCarrier(), sdBusCarrier(), grpcCarrier()}) {
+        cases.push_back(commandCase(carrier));
+        cases.push_back(throughputCase(carrier));
+    }
+    return runCases(argc, argv, cases);
+}
