@@ -1,6 +1,7 @@
 // The product and its bare counterparts, each in two processes. See Docs/performance.md.
 
 #include "Benchmarks/RoundTrip/Carriers.h"
+#include "Benchmarks/RoundTrip/SppReceivers.h"
 
 int main(int argc, char** argv) {
     using namespace bench;
@@ -12,5 +13,8 @@ int main(int argc, char** argv) {
                         throughputCase(streamCarrier()),
                         throughputCase(minimalCarrier()),
                         throughputCase(prescribedCarrier()),
+                        sppCase(ourSppReceiver()),
+                        sppCase(minimalSppReceiver()),
+                        sppCase(prescribedSppReceiver()),
                     });
 }

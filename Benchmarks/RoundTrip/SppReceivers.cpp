@@ -1,0 +1,115 @@
+#include "Benchmarks/RoundTrip/SppReceivers.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "Benchmarks/RoundTrip/Support/PrescribedStream.h"
+#include "Benchmarks/RoundTrip/Support/Sockets.h"
+#include "Core/RfcommTransportInputOutput.h"
+#include "Proxy/QmcWirelessProjectionBtProxy.h"
+#include "inc/QMFramework.h"
+
+namespace bench {
+
+namespace {
+
+using wifi_projection_protocol::QmcWirelessProjectionBtProxy;
+using wifi_projection_protocol::RfcommTransportInputOutput;
+
+void serveMinimal(std::atomic<std::uint64_t>& bytesRead) {
+    const int peer = acceptOne(listenLocal(kSppSocketName));
+    const AckFrame ack = makeAck();
+    std::vector<char> payload;
+    for (;;) {
+        std::uint32_t length = 0;
+        receiveAll(peer, &length, sizeof(length));
+        payload.resize(std::max<std::size_t>(payload.size(), length));
+        receiveAll(peer, payload.data(), length);
+        sendAll(peer, ack.bytes, sizeof(ack.bytes));
+        bytesRead += length - kSppOverhead;
+    }
+}
+
+/// A pipe with one byte for each signal, each wait with a fresh wait set.
+class PrescribedEvent {
+public:
+    PrescribedEvent() { check(pipe2(ends, O_CLOEXEC | O_NONBLOCK), "pipe2"); }
+
+    void set() {
+        const char signal = 1;
+        static_cast<void>(!write(ends[1], &signal, sizeof(signal)));
+    }
+
+    void wait() {
+        const int set = epoll_create1(EPOLL_CLOEXEC);
+        epoll_event event{};
+        event.events = EPOLLIN;
+        epoll_ctl(set, EPOLL_CTL_ADD, ends[0], &event);
+        epoll_wait(set, &event, 1, -1);
+        char signal = 0;
+        static_cast<void>(!read(ends[0], &signal, sizeof(signal)));
+        close(set);
+    }
+
+private:
+    int ends[2] = {-1, -1};
+};
+
+void readPrescribed(PrescribedEvent& arrived, std::atomic<std::uint64_t>& buffered,
+                    std::atomic<std::uint64_t>& bytesRead) {
+    for (;;) {
+        arrived.wait();
+        const std::uint64_t count = std::min<std::uint64_t>(buffered, kSppReadSize);
+        if ((buffered -= count) > 0) {
+            arrived.set();
+        }
+        bytesRead += count;
+    }
+}
+
+void servePrescribedSpp(std::atomic<std::uint64_t>& bytesRead) {
+    const AckFrame ack = makeAck();
+    PrescribedEvent arrived;
+    std::atomic<std::uint64_t> buffered{0};
+    const std::thread reader([&] { readPrescribed(arrived, buffered, bytesRead); });
+    servePrescribed(kSppSocketName, [&](int peer, const std::uint8_t*, std::uint32_t length) {
+        buffered += length - kSppOverhead;
+        arrived.set();
+        sendAll(peer, ack.bytes, sizeof(ack.bytes));
+    });
+}
+
+void serveOurs(std::atomic<std::uint64_t>& bytesRead) {
+    qm_FwInitialize("WppReceiver", -1);
+    RfcommTransportInputOutput transport(static_cast<int>(kSppPhone));
+    QmcWirelessProjectionBtProxy::getInstance()->openServer();
+    std::vector<char> bytes(kSppReadSize);
+    for (;;) {
+        const int count = transport.read(bytes.data(), kSppReadSize);
+        if (count < 0) {
+            return;
+        }
+        bytesRead += static_cast<std::uint64_t>(count);
+    }
+}
+
+}  // namespace
+
+SppReceiver minimalSppReceiver() {
+    return {"minimal", serveMinimal};
+}
+
+SppReceiver prescribedSppReceiver() {
+    return {"prescribed", servePrescribedSpp};
+}
+
+SppReceiver ourSppReceiver() {
+    return {"ours", serveOurs};
+}
+
+}  // namespace bench

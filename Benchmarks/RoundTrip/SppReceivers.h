@@ -1,0 +1,42 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "Benchmarks/RoundTrip/Support/Case.h"
+
+namespace bench {
+
+/// What takes a phone's bytes from the Bluetooth process and hands them to the library's reads: it runs until its
+/// process is killed and counts the bytes that the reads have returned.
+struct SppReceiver {
+    std::string name;
+    std::function<void(std::atomic<std::uint64_t>& bytesRead)> serve;
+};
+
+constexpr const char* kSppSocketName = "WPP_SOCKET_FROM_BT";
+constexpr unsigned kSppPhone = 7;
+
+/// The most that the library takes with one read.
+constexpr std::size_t kSppReadSize = 4096;
+
+/// What a message with received bytes holds beside them: id, device, length of the UUID and the UUID, length of
+/// the bytes.
+constexpr std::size_t kSppOverhead = 4 + 1 + 4 + 32 + 4;
+
+/// One thread that takes the messages, acknowledges them and counts.
+SppReceiver minimalSppReceiver();
+
+/// The system calls of the product's two threads in their order, and nothing between them.
+SppReceiver prescribedSppReceiver();
+
+/// The product's Bluetooth proxy and a phone's RFCOMM transport, read as the library reads it.
+SppReceiver ourSppReceiver();
+
+/// Messages of 1 KiB and 16 KiB, each acknowledged, until a read has returned the last of their bytes.
+Case sppCase(const SppReceiver& receiver);
+
+}  // namespace bench
