@@ -158,6 +158,39 @@ TEST_F(RfcommTransport, WithoutABluetoothProcessAWriteReturnsZero) {
     EXPECT_TRUE(log.contains("Not connected"));
 }
 
+TEST_F(RfcommTransport, ReadsOfABacklogReturnItInOrderWhileMoreArrives) {
+    Bytes expected;
+    Bytes got;
+    for (std::size_t arrival = 0; arrival < 50; ++arrival) {
+        const Bytes bytes = countingBytes(37 + arrival, static_cast<std::uint8_t>(arrival));
+        expected.insert(expected.end(), bytes.begin(), bytes.end());
+        arrive(bytes);
+        const Bytes part = read(20 + arrival);
+        got.insert(got.end(), part.begin(), part.end());
+    }
+    while (got.size() < expected.size()) {
+        const Bytes part = read(64);
+        got.insert(got.end(), part.begin(), part.end());
+    }
+    EXPECT_EQ(got, expected);
+}
+
+TEST_F(RfcommTransport, AReadCostsTheSameHoweverMuchIsWaiting) {
+    constexpr int kReads = 1000;
+    const auto timeReads = [this] {
+        const wpp_test::Stopwatch watch;
+        for (int i = 0; i < kReads; ++i) {
+            EXPECT_EQ(readOneByte(), 1);
+        }
+        return watch.elapsed();
+    };
+    arrive(Bytes(kReads + 1));
+    const auto withLittle = timeReads();
+    arrive(Bytes(std::size_t{32} << 20U));
+    const auto limit = 20 * withLittle + std::chrono::milliseconds(300);
+    EXPECT_LT(wpp_test::shortestOf(limit, timeReads), limit);
+}
+
 TEST_F(RfcommTransport, AThreadThatReadsWhileDataArrivesMissesNothing) {
     constexpr std::size_t kTotal = 20000;
     std::thread sender([] {

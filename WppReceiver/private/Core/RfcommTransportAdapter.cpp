@@ -38,14 +38,24 @@ int RfcommTransportAdapter::read(void* destination, unsigned length) {
         return kClosed;
     }
     QMSyncGuard guard(lock);
-    const std::size_t count = std::min<std::size_t>(buffer.size(), length);
-    const auto end = buffer.begin() + static_cast<std::ptrdiff_t>(count);
-    std::copy(buffer.begin(), end, static_cast<std::uint8_t*>(destination));
-    buffer.erase(buffer.begin(), end);
+    const std::size_t count = std::min<std::size_t>(buffer.size() - readPos, length);
+    std::copy_n(buffer.data() + readPos, count, static_cast<std::uint8_t*>(destination));
+    dropFront(count);
     if (!buffer.empty()) {
         dataAvailable.SetEvent();
     }
     return static_cast<int>(count);
+}
+
+/// Moving what is left to the front costs as much as there is left, so it waits until as much has been read: a
+/// reader that lags behind pays for the bytes that it takes and not for those that wait.
+void RfcommTransportAdapter::dropFront(std::size_t count) {
+    readPos += count;
+    if (readPos < buffer.size() - readPos) {
+        return;
+    }
+    buffer.erase(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(readPos));
+    readPos = 0;
 }
 
 int RfcommTransportAdapter::write(const void* source, unsigned length) {

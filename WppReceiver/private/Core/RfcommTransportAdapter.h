@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -38,6 +39,7 @@ public:
 
 private:
     unsigned onSppData(unsigned eventCode, const void* payload, int size);
+    void dropFront(std::size_t count) QM_REQUIRES(lock);
 
     const std::uint8_t btDeviceId;
     const std::string serviceUuid;
@@ -45,7 +47,8 @@ private:
     std::atomic<std::uint8_t> closed{0};
     QMSync lock;
     QMEvent dataAvailable;
-    std::vector<std::uint8_t> buffer QM_GUARDED_BY(lock);
+    std::vector<std::uint8_t> buffer QM_GUARDED_BY(lock);  // empty as soon as every byte has been read
+    std::size_t readPos QM_GUARDED_BY(lock) = 0;           // of the oldest byte not yet read
 };
 
 }  // namespace wifi_projection_protocol
