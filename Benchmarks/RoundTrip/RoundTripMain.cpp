@@ -1,6 +1,8 @@
 // The product and its bare counterparts, each in two processes. See Docs/performance.md.
 
+#include "Benchmarks/RoundTrip/Acceptors.h"
 #include "Benchmarks/RoundTrip/Carriers.h"
+#include "Benchmarks/RoundTrip/Handshakers.h"
 #include "Benchmarks/RoundTrip/SppReceivers.h"
 
 int main(int argc, char** argv) {
@@ -16,5 +18,10 @@ int main(int argc, char** argv) {
                         sppCase(ourSppReceiver()),
                         sppCase(minimalSppReceiver()),
                         sppCase(prescribedSppReceiver()),
+                        acceptCase(ourAcceptor()),
+                        acceptCase(minimalAcceptor()),
+                        acceptCase(prescribedAcceptor()),
+                        handshakeCase(ourHandshaker()),
+                        handshakeCase(openSslHandshaker()),
                     });
 }

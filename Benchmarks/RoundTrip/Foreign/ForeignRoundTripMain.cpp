@@ -1,5 +1,6 @@
 // The benchmarks of round-trip over other people's libraries.
 
+#include "Benchmarks/RoundTrip/Foreign/AsioServers.h"
 #include "Benchmarks/RoundTrip/Foreign/ForeignCarriers.h"
 
 int main(int argc, char** argv) {
@@ -9,5 +10,7 @@ int main(int argc, char** argv) {
         cases.push_back(commandCase(carrier));
         cases.push_back(throughputCase(carrier));
     }
+    cases.push_back(acceptCase(asioAcceptor()));
+    cases.push_back(handshakeCase(asioHandshaker()));
     return runCases(argc, argv, cases);
 }

@@ -31,7 +31,8 @@ constexpr std::size_t kCommandSize = 5;
 /// Round trips of a short command: the median time and the 99th percentile.
 Case commandCase(const Carrier& carrier);
 
-/// Acknowledged messages of 16 bytes to 1 MiB: bytes and time for each size.
+/// Acknowledged messages of 16 bytes to 1 MiB: for each size the bytes per second, the median time of a
+/// message and the processor time that it takes both ends.
 Case throughputCase(const Carrier& carrier);
 
 }  // namespace bench

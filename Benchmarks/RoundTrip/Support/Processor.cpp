@@ -3,6 +3,8 @@
 #include <sched.h>
 
 #include <cstddef>
+#include <ctime>
+#include <stdexcept>
 
 namespace bench {
 
@@ -27,6 +29,16 @@ void stayOnOneProcessor() {
 
 void useAllProcessors() {
     sched_setaffinity(0, sizeof(formerProcessors), &formerProcessors);
+}
+
+double processorTime(pid_t process) {
+    constexpr double kNanosecondsPerSecond = 1e9;
+    clockid_t clock{};
+    timespec time{};
+    if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("a process's processor time cannot be read");
+    }
+    return static_cast<double>(time.tv_sec) * kNanosecondsPerSecond + static_cast<double>(time.tv_nsec);
 }
 
 }  // namespace bench
