@@ -22,8 +22,9 @@ class Goal:
     def case(self):
         return self.metric, self.parameter
 
-    def text(self):
-        return f"{_BOUNDS[self.bound][0]} {self.limit:g}"
+    @property
+    def sign(self):
+        return _BOUNDS[self.bound][0]
 
     def is_met(self, value):
         return _BOUNDS[self.bound][1](value, self.limit)

@@ -40,12 +40,15 @@ def value_rows(results):
     return rows
 
 
-def goal_rows(verdicts):
+def goal_rows(verdicts, results):
     rows = [["metric", "parameter", "against", "goal", "measured", "middle half", "verdict"]]
     for verdict in verdicts:
         goal, figure = verdict.goal, verdict.figure
-        rows.append([goal.metric, goal.parameter, goal.against or "(value)", goal.text(),
-                     f"{figure.median:.3g}" if figure else "", _spread_of(figure) if figure else "", verdict.word])
+        # A goal without a contender is for the product's own value, in the metric's unit.
+        show = "{:.3g}".format if goal.against else lambda value, case=goal.case: quantity(value, results.units.get(case, ""))
+        rows.append([goal.metric, goal.parameter, goal.against or "(value)", f"{goal.sign} {show(goal.limit)}",
+                     *([show(figure.median), f"{show(figure.low)}..{show(figure.high)}"] if figure else ["", ""]),
+                     verdict.word])
     return rows
 
 
@@ -63,7 +66,7 @@ def law_rows(checked, results):
 
 def console(results, verdicts, checked):
     lines = columns(value_rows(results))
-    lines += ["", "Goals"] + columns(goal_rows(verdicts))
+    lines += ["", "Goals"] + columns(goal_rows(verdicts, results))
     lines += ["", "Laws"] + columns(law_rows(checked, results))
     return "\n".join(lines)
 
@@ -78,7 +81,7 @@ def page_section(machine, results, verdicts, checked):
     lines = [_PAGE_BEGIN, ""]
     lines.append(f"Measured {machine['date']} at commit {machine['commit']} on {machine['cpu']} ({machine['cpus']} processors), "
                  f"{machine['compiler']}, Linux {machine['kernel']}, load {machine['load']} at the start.")
-    lines += ["", "### Goals", "", *_markdown(goal_rows(verdicts))]
+    lines += ["", "### Goals", "", *_markdown(goal_rows(verdicts, results))]
     lines += ["", "### Laws", "", *_markdown(law_rows(checked, results))]
     lines += ["", "### All figures", "", *_markdown(value_rows(results)), "", _PAGE_END]
     return "\n".join(lines)
