@@ -10,6 +10,10 @@ Carrier minimalCarrier();
 /// The system calls of the product's streams in their order, on static buffers, and nothing between them.
 Carrier prescribedCarrier();
 
+/// The same with the copy that the single send of a frame takes: length word and message in a fresh buffer; and a
+/// fresh buffer for each message that arrives. The difference to prescribedCarrier() is what copying costs.
+Carrier prescribedCopyingCarrier();
+
 /// The product's streams: what a message costs whatever it says.
 Carrier streamCarrier();
 

@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
                         throughputCase(streamCarrier()),
                         throughputCase(minimalCarrier()),
                         throughputCase(prescribedCarrier()),
+                        throughputCase(prescribedCopyingCarrier()),
                         sppCase(ourSppReceiver()),
                         sppCase(minimalSppReceiver()),
                         sppCase(prescribedSppReceiver()),

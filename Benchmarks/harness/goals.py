@@ -4,6 +4,10 @@ import dataclasses
 import json
 import operator
 
+from .samples import OURS
+
+_BARE = "prescribed"
+
 _BOUNDS = {
     "at_most": ("<=", operator.le),
     "at_least": (">=", operator.ge),
@@ -34,6 +38,7 @@ class Goal:
 class Verdict:
     goal: Goal
     figure: object  # None when not measured
+    bare: object = None  # the same of the bare system calls, where they were measured
 
     @property
     def word(self):
@@ -52,9 +57,14 @@ def load(path):
         return [_goal_of(row) for row in json.load(file)]
 
 
+def _figure(goal, results, contender):
+    if goal.against == contender:
+        return None
+    return results.ratio(goal.case, goal.against, contender) if goal.against else results.value(goal.case, contender)
+
+
 def judge(goals, results):
     verdicts = []
     for goal in goals:
-        figure = results.ratio(goal.case, goal.against) if goal.against else results.value(goal.case, "ours")
-        verdicts.append(Verdict(goal, figure))
+        verdicts.append(Verdict(goal, _figure(goal, results, OURS), _figure(goal, results, _BARE)))
     return verdicts

@@ -41,14 +41,14 @@ def value_rows(results):
 
 
 def goal_rows(verdicts, results):
-    rows = [["metric", "parameter", "against", "goal", "measured", "middle half", "verdict"]]
+    rows = [["metric", "parameter", "against", "goal", "measured", "middle half", "bare calls", "verdict"]]
     for verdict in verdicts:
         goal, figure = verdict.goal, verdict.figure
         # A goal without a contender is for the product's own value, in the metric's unit.
         show = "{:.3g}".format if goal.against else lambda value, case=goal.case: quantity(value, results.units.get(case, ""))
         rows.append([goal.metric, goal.parameter, goal.against or "(value)", f"{goal.sign} {show(goal.limit)}",
                      *([show(figure.median), f"{show(figure.low)}..{show(figure.high)}"] if figure else ["", ""]),
-                     verdict.word])
+                     show(verdict.bare.median) if verdict.bare else "", verdict.word])
     return rows
 
 

@@ -6,7 +6,7 @@ import json
 # How the programs name whom they measure; "ours" is the product.
 OURS = "ours"
 CONTENDERS = (
-    OURS, "minimal", "prescribed", "zeromq", "nng", "sd-bus", "grpc", "protobuf", "spdlog", "asio",
+    OURS, "minimal", "prescribed", "prescribed-copying", "zeromq", "nng", "sd-bus", "grpc", "protobuf", "spdlog", "asio",
     "recursive-mutex", "eventfd", "condition-variable", "openssl",
 )
 

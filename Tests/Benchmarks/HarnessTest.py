@@ -78,6 +78,11 @@ class GoalsTest(unittest.TestCase):
         goal = goals.Goal("trip", "9 B", "", "at_most", 20)
         self.assertEqual(goals.judge([goal], results_of([19], [10]))[0].word, "met")
 
+    def test_the_bare_calls_own_ratio_stands_beside_a_goal_against_somebody_else(self):
+        results = Results([sample("ours", 0, 12), sample("prescribed", 0, 11), sample("zeromq", 0, 10)])
+        verdict = goals.judge([goals.Goal("trip", "9 B", "zeromq", "at_most", 1)], results)[0]
+        self.assertEqual((verdict.figure.median, verdict.bare.median), (1.2, 1.1))
+
     def test_what_was_not_measured_is_neither_met_nor_missed(self):
         goal = goals.Goal("trip", "64 B", "prescribed", "at_most", 1)
         self.assertEqual(goals.judge([goal], results_of([1], [1]))[0].word, "not measured")

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstddef>
+#include <memory>
 #include <stdexcept>
 
 #include "Benchmarks/RoundTrip/Support/Sockets.h"
@@ -40,7 +41,8 @@ int waitReadable(const std::vector<int>& descriptors, epoll_event* ready) {
 }  // namespace
 
 void servePrescribed(const char* name,
-                     const std::function<void(int peer, const std::uint8_t*, std::uint32_t)>& handle) {
+                     const std::function<void(int peer, const std::uint8_t*, std::uint32_t)>& handle,
+                     PayloadBuffer kind) {
     std::vector<std::uint8_t> payload(kLargestMessage);
     std::vector<int> descriptors{listenLocal(name)};
     epoll_event ready[2];
@@ -55,8 +57,11 @@ void servePrescribed(const char* name,
             }
             std::uint32_t length = 0;
             receiveAll(descriptor, &length, sizeof(length));
-            receiveAll(descriptor, payload.data(), length);
-            handle(descriptor, payload.data(), length);
+            const std::unique_ptr<std::uint8_t[]> fresh(
+                kind == PayloadBuffer::kFresh ? new std::uint8_t[length] : nullptr);
+            std::uint8_t* const bytes = fresh != nullptr ? fresh.get() : payload.data();
+            receiveAll(descriptor, bytes, length);
+            handle(descriptor, bytes, length);
         }
     }
 }
