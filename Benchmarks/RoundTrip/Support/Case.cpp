@@ -1,9 +1,11 @@
 #include "Benchmarks/RoundTrip/Support/Case.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <stdexcept>
 
 #include "Benchmarks/RoundTrip/Support/Processor.h"
@@ -33,7 +35,19 @@ Run readRun(int argc, char** argv) {
     return run;
 }
 
+/// Where a block lies within its page decides by chance how fast the system copies it: on some processors a copy
+/// between addresses that differ by a few bytes modulo the page's size takes several times as long. The layout of a
+/// heap is the same each time that a program runs, so each round shifts it.
+void shiftHeap(int round) {
+    constexpr std::size_t kPageSize = 4096;
+    constexpr std::size_t kStep = 1040;  // visits every multiple of 16 within a page
+    const std::size_t size = (static_cast<std::size_t>(round) * kStep) % kPageSize + sizeof(void*);
+    static std::unique_ptr<char[]> kept;
+    kept.reset(new char[size]);
+}
+
 int measure(const Case& chosen, const Run& run) {
+    shiftHeap(run.round);
     const ScratchDirectory directory;
     stayOnOneProcessor();
     chosen.measure(run);
