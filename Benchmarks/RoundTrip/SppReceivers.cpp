@@ -1,6 +1,7 @@
 #include "Benchmarks/RoundTrip/SppReceivers.h"
 
 #include <fcntl.h>
+#include <semaphore.h>
 #include <sys/epoll.h>
 #include <unistd.h>
 
@@ -60,26 +61,47 @@ private:
     int ends[2] = {-1, -1};
 };
 
-void readPrescribed(PrescribedEvent& arrived, std::atomic<std::uint64_t>& buffered,
-                    std::atomic<std::uint64_t>& bytesRead) {
-    for (;;) {
+/// The bytes that wait for a read: their number, and the signal that they came. As in the product the signal is given
+/// while the lock is held.
+class PrescribedBuffer {
+public:
+    PrescribedBuffer() { check(sem_init(&lock, 0, 1), "sem_init"); }
+
+    void append(std::uint64_t count) {
+        sem_wait(&lock);
+        buffered += count;
+        arrived.set();
+        sem_post(&lock);
+    }
+
+    std::uint64_t read() {
         arrived.wait();
+        sem_wait(&lock);
         const std::uint64_t count = std::min<std::uint64_t>(buffered, kSppReadSize);
-        if ((buffered -= count) > 0) {
+        buffered -= count;
+        if (buffered > 0) {
             arrived.set();
         }
-        bytesRead += count;
+        sem_post(&lock);
+        return count;
     }
-}
+
+private:
+    sem_t lock{};
+    PrescribedEvent arrived;
+    std::uint64_t buffered = 0;
+};
 
 void servePrescribedSpp(std::atomic<std::uint64_t>& bytesRead) {
     const AckFrame ack = makeAck();
-    PrescribedEvent arrived;
-    std::atomic<std::uint64_t> buffered{0};
-    const std::thread reader([&] { readPrescribed(arrived, buffered, bytesRead); });
+    PrescribedBuffer buffer;
+    const std::thread reader([&] {
+        for (;;) {
+            bytesRead += buffer.read();
+        }
+    });
     servePrescribed(kSppSocketName, [&](int peer, const std::uint8_t*, std::uint32_t length) {
-        buffered += length - kSppOverhead;
-        arrived.set();
+        buffer.append(length - kSppOverhead);
         sendAll(peer, ack.bytes, sizeof(ack.bytes));
     });
 }

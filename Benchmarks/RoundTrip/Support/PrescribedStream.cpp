@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
+#include <thread>
 
 #include "Benchmarks/RoundTrip/Support/Sockets.h"
 
@@ -38,11 +39,9 @@ int waitReadable(const std::vector<int>& descriptors, epoll_event* ready) {
     return count;
 }
 
-}  // namespace
-
-void servePrescribed(const char* name,
-                     const std::function<void(int peer, const std::uint8_t*, std::uint32_t)>& handle,
-                     PayloadBuffer kind) {
+/// An exception of the thread ends the process, which the asking end notices.
+void serve(const char* name, const std::function<void(int peer, const std::uint8_t*, std::uint32_t)>& handle,
+           PayloadBuffer kind) {
     std::vector<std::uint8_t> payload(kLargestMessage);
     std::vector<int> descriptors{listenLocal(name)};
     epoll_event ready[2];
@@ -64,6 +63,14 @@ void servePrescribed(const char* name,
             handle(descriptor, bytes, length);
         }
     }
+}
+
+}  // namespace
+
+void servePrescribed(const char* name,
+                     const std::function<void(int peer, const std::uint8_t*, std::uint32_t)>& handle,
+                     PayloadBuffer kind) {
+    std::thread([&] { serve(name, handle, kind); }).join();
 }
 
 void exchangePrescribed(int socket, const void* frame, std::size_t length) {
