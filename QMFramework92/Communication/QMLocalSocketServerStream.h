@@ -77,6 +77,13 @@ private:
     friend struct QMThreadTraits<QMLocalSocketServerStream>;
     using Settings = QMLocalSocketSettings<ConnectionHandler, DataHandler>;
 
+    /// What one pass of the thread waits for, and what became ready; kept from pass to pass, so that a pass takes
+    /// memory only when there are more peers than ever before.
+    struct Pass {
+        std::vector<int> watched;
+        std::vector<int> ready;
+    };
+
     void stopThread() QM_REQUIRES(stateLock);
     QMLocalSocketName socketName();
 
@@ -84,8 +91,8 @@ private:
     void MainProc();
     bool takeSettings();
     int prepareSocket(const char* name);
-    std::vector<int> waitForPeers(int listenFd);
-    void servePass(int listenFd);
+    void waitForPeers(int listenFd, Pass& pass);
+    void servePass(int listenFd, Pass& pass);
     void acceptSocket(int listenFd);
     int readSocket(int fd);
     void noteWait(bool succeeded);

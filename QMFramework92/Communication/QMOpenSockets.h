@@ -26,6 +26,8 @@ public:
     bool contains(int socket);
     /// The numbers in ascending order.
     std::vector<int> list();
+    /// The same, behind what is in `numbers`.
+    void appendTo(std::vector<int>& numbers);
 
     /// Ends both directions of every socket, so that whoever blocks on one returns. They stay open and owned.
     void shutdownAll();

@@ -108,14 +108,16 @@ int qm_WaitReadable(const int* descriptors, std::size_t count, int* ready, std::
             return kQMWaitFailed;
         }
     }
-    std::vector<epoll_event> events(readyCount);
-    const int reported = ::epoll_wait(epoll.get(), events.data(), static_cast<int>(events.size()),
-                                      static_cast<int>(timeout.count()));
+    // The receiver's streams have one peer each; memory is taken only for more than a few.
+    std::array<epoll_event, 8> few;
+    std::vector<epoll_event> many(readyCount > few.size() ? readyCount : 0);
+    epoll_event* const events = many.empty() ? few.data() : many.data();
+    const int reported =
+        ::epoll_wait(epoll.get(), events, static_cast<int>(readyCount), static_cast<int>(timeout.count()));
     if (reported <= 0) {
         return reported == 0 ? kQMWaitTimedOut : kQMWaitFailed;
     }
-    std::transform(events.begin(), events.begin() + reported, ready,
-                   [](const epoll_event& event) { return event.data.fd; });
+    std::transform(events, events + reported, ready, [](const epoll_event& event) { return event.data.fd; });
     return reported;
 }
 

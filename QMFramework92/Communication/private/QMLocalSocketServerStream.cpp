@@ -154,8 +154,9 @@ void QMLocalSocketServerStream::MainProc() {
     const QMDescriptor listening(listenFd);
     const ClosingAtEnd clients(sockets, clientLock);
     enterRunning();
+    Pass pass;
     while (state != kStopped) {
-        servePass(listenFd);
+        servePass(listenFd, pass);
     }
 }
 
@@ -190,19 +191,18 @@ int QMLocalSocketServerStream::prepareSocket(const char* name) {
     return listening.release();
 }
 
-/// One wait for the peers. @return what became readable.
-std::vector<int> QMLocalSocketServerStream::waitForPeers(int listenFd) {
-    std::vector<int> watched{listenFd};
+/// One wait for the peers, after which `pass.ready` is what became readable.
+void QMLocalSocketServerStream::waitForPeers(int listenFd, Pass& pass) {
+    pass.ready.clear();
+    pass.watched.assign(1, listenFd);
     if (mode == kReceive) {
-        const std::vector<int> clients = sockets.list();
-        watched.insert(watched.end(), clients.begin(), clients.end());
+        sockets.appendTo(pass.watched);
     }
-    std::vector<int> ready(watched.size());
-    const int count =
-        qm_WaitReadable(watched.data(), watched.size(), ready.data(), ready.size(), kPollPeriod);
+    pass.ready.resize(pass.watched.size());
+    const int count = qm_WaitReadable(pass.watched.data(), pass.watched.size(), pass.ready.data(),
+                                      pass.ready.size(), kPollPeriod);
     noteWait(count != kQMWaitFailed);
-    ready.resize(static_cast<std::size_t>(std::max(count, 0)));
-    return ready;
+    pass.ready.resize(static_cast<std::size_t>(std::max(count, 0)));
 }
 
 /// A wait that fails takes its time all the same, and the first one in a row is logged.
@@ -225,15 +225,15 @@ bool QMLocalSocketServerStream::isReadable(int descriptor) {
 }
 
 /// One wait and what became ready in it. A wait that fails takes its time all the same.
-void QMLocalSocketServerStream::servePass(int listenFd) {
-    std::vector<int> ready;
+void QMLocalSocketServerStream::servePass(int listenFd, Pass& pass) {
     try {
-        ready = waitForPeers(listenFd);
+        waitForPeers(listenFd, pass);
     } catch (const std::bad_alloc&) {
         QM_STREAM_NO_MEMORY_OF(kMainProc);
+        pass.ready.clear();
         qm_Pause(kPollPeriod);
     }
-    for (const int descriptor : ready) {
+    for (const int descriptor : pass.ready) {
         if (descriptor == listenFd) {
             acceptSocket(listenFd);
         } else {

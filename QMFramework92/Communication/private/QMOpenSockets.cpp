@@ -62,13 +62,17 @@ bool QMOpenSockets::contains(int socket) {
 }
 
 std::vector<int> QMOpenSockets::list() {
-    QMSyncGuard guard(lock);
     std::vector<int> numbers;
-    numbers.reserve(sockets.size());
+    appendTo(numbers);
+    return numbers;
+}
+
+void QMOpenSockets::appendTo(std::vector<int>& numbers) {
+    QMSyncGuard guard(lock);
+    numbers.reserve(numbers.size() + sockets.size());
     for (const auto& entry : sockets) {
         numbers.push_back(entry.first);
     }
-    return numbers;
 }
 
 void QMOpenSockets::shutdownAll() {

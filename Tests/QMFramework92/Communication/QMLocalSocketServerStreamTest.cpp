@@ -6,9 +6,11 @@
 #include <sys/socket.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <memory>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -213,6 +215,22 @@ TEST_F(QMLocalSocketServerStreamTest, SendTakesMemoryOnceHoweverLongTheNameIs) {
     stream.send(descriptor, "answer", 6);
     EXPECT_LE(heapTakes() - before, 1U);
     EXPECT_EQ(peer.receiveFrame(), "answer");
+}
+
+TEST_F(QMLocalSocketServerStreamTest, APassTakesMemoryForItsFrameAlone) {
+    std::vector<std::size_t> takes;  // of the stream's thread, from frame to frame
+    takes.reserve(20);
+    recorder.afterFrame = [&takes](int) { takes.push_back(heapTakes()); };
+    FramedPeer peer = startAndConnect();
+    for (std::size_t frame = 1; frame <= takes.capacity(); ++frame) {
+        ASSERT_TRUE(peer.sendFrame("x"));
+        ASSERT_EQ(payloads(frame).size(), frame);
+    }
+    stream.Stop();
+    ASSERT_EQ(takes.size(), takes.capacity());
+    std::adjacent_difference(takes.begin(), takes.end(), takes.begin());
+    // The recorder takes memory of its own now and then.
+    EXPECT_EQ(*std::min_element(takes.begin() + 1, takes.end()), 1U);
 }
 
 TEST_F(QMLocalSocketServerStreamTest, DataHandlerMayAnswer) {

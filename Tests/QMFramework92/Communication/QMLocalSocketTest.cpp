@@ -40,6 +40,13 @@ TEST_F(QMLocalSocketWait, ReportsOnlyWhatIsReadable) {
     EXPECT_EQ(ready[0], pairs[1][0]);
 }
 
+TEST_F(QMLocalSocketWait, HasRoomForMoreThanAFew) {
+    std::array<int, 100> many{};
+    ASSERT_EQ(write(pairs[0][1], "x", 1), 1);
+    EXPECT_EQ(qm_WaitReadable(&pairs[0][0], 1, many.data(), many.size(), 5s), 1);
+    EXPECT_EQ(many[0], pairs[0][0]);
+}
+
 TEST_F(QMLocalSocketWait, TimesOut) {
     const wpp_test::Stopwatch watch;
     EXPECT_EQ(qm_WaitReadable(&pairs[0][0], 1, ready.data(), 2, 100ms), kQMWaitTimedOut);
