@@ -23,7 +23,8 @@ def _run(command, time_limit=TIME_LIMIT_S):
     except subprocess.TimeoutExpired as expired:
         raise ProgramFailed(f"{command[0]}: no end within {time_limit} s") from expired
     if result.returncode != 0:
-        raise ProgramFailed(f"{' '.join(map(str, command))}: status {result.returncode}\n{result.stderr}{result.stdout}")
+        shown = " ".join(str(part) for part in command)
+        raise ProgramFailed(f"{shown}: status {result.returncode}\n{result.stderr}{result.stdout}")
     return result.stdout
 
 

@@ -45,7 +45,8 @@ def goal_rows(verdicts, results):
     for verdict in verdicts:
         goal, figure = verdict.goal, verdict.figure
         # A goal without a contender is for the product's own value, in the metric's unit.
-        show = "{:.3g}".format if goal.against else lambda value, case=goal.case: quantity(value, results.units.get(case, ""))
+        unit = "" if goal.against else results.units.get(goal.case, "")
+        show = lambda value, unit=unit: quantity(value, unit) if unit else f"{value:.3g}"  # noqa: E731
         rows.append([goal.metric, goal.parameter, goal.against or "(value)", f"{goal.sign} {show(goal.limit)}",
                      *([show(figure.median), f"{show(figure.low)}..{show(figure.high)}"] if figure else ["", ""]),
                      show(verdict.bare.median) if verdict.bare else "", verdict.word])
@@ -79,8 +80,8 @@ def _markdown(rows):
 def page_section(machine, results, verdicts, checked):
     """The part of the page that a run writes."""
     lines = [_PAGE_BEGIN, ""]
-    lines.append(f"Measured {machine['date']} at commit {machine['commit']} on {machine['cpu']} ({machine['cpus']} processors), "
-                 f"{machine['compiler']}, Linux {machine['kernel']}, load {machine['load']} at the start.")
+    lines.append("Measured {date} at commit {commit} on {cpu} ({cpus} processors), {compiler}, Linux {kernel}, "
+                 "load {load} at the start.".format(**machine))
     lines += ["", "### Goals", "", *_markdown(goal_rows(verdicts, results))]
     lines += ["", "### Laws", "", *_markdown(law_rows(checked, results))]
     lines += ["", "### All figures", "", *_markdown(value_rows(results)), "", _PAGE_END]

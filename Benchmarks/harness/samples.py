@@ -6,8 +6,9 @@ import json
 # How the programs name whom they measure; "ours" is the product.
 OURS = "ours"
 CONTENDERS = (
-    OURS, "minimal", "prescribed", "prescribed-copying", "zeromq", "nng", "sd-bus", "grpc", "protobuf", "spdlog", "asio",
-    "recursive-mutex", "eventfd", "condition-variable", "openssl",
+    OURS, "minimal", "prescribed", "prescribed-copying",
+    "zeromq", "nng", "sd-bus", "grpc", "protobuf", "spdlog", "asio", "openssl",
+    "recursive-mutex", "eventfd", "condition-variable",
 )
 
 _NANOSECONDS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
