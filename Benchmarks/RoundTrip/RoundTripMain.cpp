@@ -16,6 +16,8 @@ int main(int argc, char** argv) {
                         throughputCase(minimalCarrier()),
                         throughputCase(prescribedCarrier()),
                         throughputCase(prescribedCopyingCarrier()),
+                        inFlightCase(streamCarrier()),
+                        inFlightCase(prescribedCarrier()),
                         sppCase(ourSppReceiver()),
                         sppCase(minimalSppReceiver()),
                         sppCase(prescribedSppReceiver()),

@@ -35,4 +35,8 @@ Case commandCase(const Carrier& carrier);
 /// message and the processor time that it takes both ends.
 Case throughputCase(const Carrier& carrier);
 
+/// Short messages of 1 to 32 peers at once, each with a connection of its own: the time until all are acknowledged. For
+/// a carrier that serves many peers on the socket of its own name, with a length word in front of each message.
+Case inFlightCase(const Carrier& carrier);
+
 }  // namespace bench

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <memory>
 #include <stdexcept>
@@ -25,7 +26,7 @@ int pollReadable(int descriptor, int limitMs) {
     return poll(&watched, 1, limitMs);
 }
 
-/// @return the number that is ready, of the listening socket and the one peer if there is one.
+/// @return the number that is ready, of the listening socket and the peers.
 int waitReadable(const std::vector<int>& descriptors, epoll_event* ready) {
     const int set = epoll_create1(EPOLL_CLOEXEC);
     for (const int descriptor : descriptors) {
@@ -44,11 +45,12 @@ void serve(const char* name, const std::function<void(int peer, const std::uint8
            PayloadBuffer kind) {
     std::vector<std::uint8_t> payload(kLargestMessage);
     std::vector<int> descriptors{listenLocal(name)};
-    epoll_event ready[2];
+    std::vector<epoll_event> ready;
     for (;;) {
-        const int count = waitReadable(descriptors, ready);
-        for (int i = 0; i < count; ++i) {
-            const int descriptor = ready[i].data.fd;
+        ready.resize(descriptors.size());
+        ready.resize(static_cast<std::size_t>(std::max(0, waitReadable(descriptors, ready.data()))));
+        for (const epoll_event& event : ready) {
+            const int descriptor = event.data.fd;
             pollReadable(descriptor, kPollPeriodMs);
             if (descriptor == descriptors.front()) {
                 descriptors.push_back(acceptOne(descriptor));
