@@ -1,7 +1,7 @@
 """A baseline: the ratios of an earlier run, against which a later one is held.
 
 Ratios travel between machines better than times do. A ratio is worse when it moved to the wrong side by more than
-both runs' spreads and by more than a floor, below which figures differ from run to run of the same build.
+both runs' spreads together and by more than a floor, below which figures differ from run to run of the same build.
 """
 
 import json
@@ -53,7 +53,7 @@ def compare(old_rows, new_rows):
         if new is None:
             missing.append(_key(old))
             continue
-        tolerance = max(old["spread"], new["spread"], NOISE_FLOOR * old["ratio"])
+        tolerance = max(old["spread"] + new["spread"], NOISE_FLOOR * old["ratio"])
         if _worsening(old, new) > tolerance:
             worse.append((old, new))
     worse.sort(key=lambda pair: -_worsening(*pair) / pair[0]["ratio"])

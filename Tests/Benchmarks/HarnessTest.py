@@ -97,7 +97,7 @@ class BaselineTest(unittest.TestCase):
         worse, _ = self.compare(([10, 10, 10], [10, 10, 10]), ([12, 12, 12], [10, 10, 10]))
         self.assertEqual([(old["ratio"], new["ratio"]) for old, new in worse], [(1.0, 1.2)])
 
-    def test_a_change_within_either_spread_is_not_worse(self):
+    def test_a_change_within_the_spreads_is_not_worse(self):
         self.assertEqual(self.compare(([8, 10, 12], [10, 10, 10]), ([11, 11, 11], [10, 10, 10]))[0], [])
         self.assertEqual(self.compare(([10, 10, 10], [10, 10, 10]), ([8, 11, 14], [10, 10, 10]))[0], [])
 
