@@ -103,6 +103,14 @@ class Receiver:
 
     def __init__(self, program):
         self._directory = pathlib.Path(tempfile.mkdtemp(prefix="wpp-bench-"))
+        self.process = None
+        try:
+            self._start(program)
+        except BaseException:
+            self.__exit__()
+            raise
+
+    def _start(self, program):
         listeners = [_listen(self._directory, name) for name in ("WPP_SOCKET_FROM_WPP", "WPP_SOCKET_TO_BT")]
         begin = time.perf_counter()
         self.process = subprocess.Popen([program], cwd=self._directory, stdout=subprocess.DEVNULL,
@@ -119,8 +127,9 @@ class Receiver:
         return self
 
     def __exit__(self, *_):
-        self.process.kill()
-        self.process.wait()
+        if self.process is not None:
+            self.process.kill()
+            self.process.wait()
         shutil.rmtree(self._directory, ignore_errors=True)
 
     def start_protocol(self):
