@@ -1,0 +1,79 @@
+// Taking and giving back a lock that nobody contends for, free or already held by the caller.
+
+#include "Foundation/QMSync.h"
+
+#include <benchmark/benchmark.h>
+#include <pthread.h>
+
+#include <cstdint>
+#include <mutex>
+
+#include "Benchmarks/Support/BareLock.h"
+
+namespace {
+
+void ours(benchmark::State& state, bool held) {
+    QMSync lock;
+    if (held) {
+        lock.Lock(QM_WAIT_INFINITE);
+    }
+    for ([[maybe_unused]] const auto unused : state) {
+        benchmark::DoNotOptimize(lock.Lock(QM_WAIT_INFINITE));
+        lock.Unlock();
+    }
+    if (held) {
+        lock.Unlock();
+    }
+}
+BENCHMARK_CAPTURE(ours, free, false)->Name("lock-unlock/free/ours");
+BENCHMARK_CAPTURE(ours, held, true)->Name("lock-unlock/held/ours");
+
+void prescribedFree(benchmark::State& state) {
+    wpp_benchmark::BareLock lock;
+    for ([[maybe_unused]] const auto unused : state) {
+        lock.lock();
+        benchmark::ClobberMemory();
+        lock.unlock();
+    }
+}
+BENCHMARK(prescribedFree)->Name("lock-unlock/free/prescribed");
+
+/// A thread that holds the lock compares itself with the owner and counts.
+void prescribedHeld(benchmark::State& state) {
+    pthread_t owner = pthread_self();
+    std::uint32_t count = 0;
+    benchmark::DoNotOptimize(&owner);
+    benchmark::DoNotOptimize(&count);
+    for ([[maybe_unused]] const auto unused : state) {
+        if (pthread_equal(owner, pthread_self()) == 0) {
+            state.SkipWithError("the owner is another thread");
+            break;
+        }
+        ++count;
+        benchmark::ClobberMemory();
+        if (count > 0) {
+            --count;
+        }
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(prescribedHeld)->Name("lock-unlock/held/prescribed");
+
+void recursiveMutex(benchmark::State& state, bool held) {
+    std::recursive_mutex lock;
+    if (held) {
+        lock.lock();
+    }
+    for ([[maybe_unused]] const auto unused : state) {
+        lock.lock();
+        benchmark::ClobberMemory();
+        lock.unlock();
+    }
+    if (held) {
+        lock.unlock();
+    }
+}
+BENCHMARK_CAPTURE(recursiveMutex, free, false)->Name("lock-unlock/free/recursive-mutex");
+BENCHMARK_CAPTURE(recursiveMutex, held, true)->Name("lock-unlock/held/recursive-mutex");
+
+}  // namespace
