@@ -3,7 +3,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,6 +24,7 @@ using wifi_projection_protocol::SendSppDataSerializer;
 const std::string kTexts[] = {"head unit 7", "WPA2-PSK", "channel 149"};
 const std::string kUuid = "4de17a00-52cb-11e6-bdf4-0800200c9a66";
 constexpr unsigned kDeviceId = 7;
+constexpr std::size_t kInitialCapacity = 1024;
 
 void encodeTextsOurs(benchmark::State& state) {
     for ([[maybe_unused]] const auto unused : state) {
@@ -118,6 +122,27 @@ void decodeDataOurs(benchmark::State& state, std::uint32_t size) {
     }
 }
 
+/// What decoding is made of and nothing else: the message's buffer, the received bytes copied into it, and the fields
+/// copied out of it.
+void decodeDataPrescribed(benchmark::State& state, std::uint32_t size) {
+    constexpr std::size_t kHeaderAndDevice = 5;
+    constexpr std::size_t kPrefix = 4;
+    const std::vector<std::uint8_t> data(size, std::uint8_t{0xA5});
+    RecvSppDataSerializer sent(kDeviceId, kUuid, data.data(), size);
+    sent.serialize();
+    for ([[maybe_unused]] const auto unused : state) {
+        const std::size_t received = sent.archive.getSize();
+        const std::unique_ptr<std::uint8_t[]> buffer(new std::uint8_t[received + kInitialCapacity]);
+        std::memcpy(buffer.get(), sent.archive.getBuffer(), received);
+        const std::uint8_t* const text = buffer.get() + kHeaderAndDevice + kPrefix;
+        const std::string uuid(text, text + kUuid.size());
+        const std::uint8_t* const bytes = text + kUuid.size() + kPrefix;
+        const std::vector<std::uint8_t> storage(bytes, bytes + size);
+        benchmark::DoNotOptimize(uuid.data());
+        benchmark::DoNotOptimize(storage.data());
+    }
+}
+
 void decodeDataProtobuf(benchmark::State& state, std::uint32_t size) {
     wpp_benchmark::SppData sent;
     sent.set_bt_device_id(kDeviceId);
@@ -147,6 +172,7 @@ const bool registered = [] {
         benchmark::RegisterBenchmark((encode + "/protobuf").c_str(), encodeDataProtobuf, size);
         const std::string decode = std::string("decode/") + name;
         benchmark::RegisterBenchmark((decode + "/ours").c_str(), decodeDataOurs, size);
+        benchmark::RegisterBenchmark((decode + "/prescribed").c_str(), decodeDataPrescribed, size);
         benchmark::RegisterBenchmark((decode + "/protobuf").c_str(), decodeDataProtobuf, size);
     }
     return true;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -44,7 +45,7 @@ public:
     /// Index of the next byte to read. Byte reads and nested objects can move it past the end.
     std::uint32_t getReadPos() const { return readPos; }
 
-    /// Empties and releases the buffer, moves the cursor to 0 and reserves 1024 bytes again.
+    /// Empties the buffer, moves the cursor to 0 and leaves 1024 bytes reserved, whatever was reserved before.
     void clear();
 
     void write(bool value);  ///< 1 byte, 0 or 1
@@ -102,6 +103,8 @@ public:
     void read(QMSerializable& object);
 
 private:
+    std::uint8_t* extend(std::size_t length);
+    void grow(std::size_t length);
     const std::uint8_t* take(std::uint64_t length);
     std::uint8_t takeByte();
     void skip(std::uint32_t length);
@@ -112,7 +115,10 @@ private:
     template <class T>
     void appendBigEndian(T value);
 
-    std::vector<std::uint8_t> buffer;
+    // A vector's bytes would be zeroed before they are written.
+    std::unique_ptr<std::uint8_t[]> buffer;
+    std::size_t capacity = 0;
+    std::size_t size = 0;
     std::uint32_t readPos = 0;
 };
 
