@@ -1,6 +1,5 @@
 #pragma once
 
-#include <pthread.h>
 #include <semaphore.h>
 
 #include <atomic>
@@ -40,15 +39,56 @@ public:
     /// @return 0 locked, 1 timed out (silently), 2 error (logged). QM_WAIT_INFINITE waits without limit; the
     ///         deadline of a timed wait runs on CLOCK_REALTIME. Where that clock cannot be read, as with a 32-bit
     ///         time_t after January 2038, a timed wait for a lock that is held times out at once.
-    int Lock(std::uint32_t timeoutMs);
+    int Lock(std::uint32_t timeoutMs) {
+        // Only this thread stores its own mark here, so another thread's value can never look like ours.
+        if (owner.load(std::memory_order_relaxed) == callingThread()) {
+            ++recursionCount;
+            return kLocked;
+        }
+        const int result = acquire(timeoutMs);
+        if (result == kLocked) {
+            owner.store(callingThread(), std::memory_order_relaxed);
+        }
+        return result;
+    }
 
     /// Gives back one Lock.
-    void Unlock();
+    void Unlock() {
+        if (recursionCount > 0) {
+            --recursionCount;
+            return;
+        }
+        if (handle == nullptr) {
+            reportNoHandle("Unlock");
+            return;
+        }
+        owner.store(nullptr, std::memory_order_relaxed);
+        sem_post(handle);
+    }
 
 private:
+    // What a lock that nobody contends for needs stays within the caller; the rest lies apart.
+    int acquire(std::uint32_t timeoutMs) {
+        if (handle == nullptr) {
+            reportNoHandle("Lock");
+            return kError;
+        }
+        if (timeoutMs != QM_WAIT_INFINITE) {
+            return waitUntilDeadline(timeoutMs);
+        }
+        return sem_wait(handle) == 0 ? static_cast<int>(kLocked) : waitAgain();
+    }
+
+    /// What no other running thread has: an address of its own, which is to be had without a call.
+    static const void* callingThread() {
+        static thread_local char mark;
+        return &mark;
+    }
+
     void createUnnamed();
     void openNamed(const char* givenName);
-    int waitForever();
+    static void reportNoHandle(const char* function);
+    int waitAgain();
     int waitUntilDeadline(std::uint32_t timeoutMs);
 
     // Fixed after construction.
@@ -57,8 +97,8 @@ private:
     int kind = kUnnamed;
     char name[32] = {};
 
-    // 0 while free. Threads that do not hold the lock read it to learn that they do not.
-    std::atomic<pthread_t> owner{};
+    // Null while free. Threads that do not hold the lock read it to learn that they do not.
+    std::atomic<const void*> owner{nullptr};
     // How often the owner has locked beyond the first time; only the thread that holds the semaphore touches
     // it, and the semaphore orders what successive holders do.
     std::uint32_t recursionCount = 0;
@@ -68,8 +108,15 @@ private:
 /// reported by its Lock, and the scope then runs without it.
 class QM_SCOPED_CAPABILITY QMSyncGuard : private QMUncopyable {
 public:
-    explicit QMSyncGuard(QMSync& lock) QM_ACQUIRE(lock);
-    ~QMSyncGuard() QM_RELEASE();
+    // Lock and Unlock carry no annotations, since a Lock may time out; the scope is what the analysis follows.
+    explicit QMSyncGuard(QMSync& lock) QM_ACQUIRE(lock) QM_NO_THREAD_SAFETY_ANALYSIS
+        : sync(lock),
+          held(lock.Lock(QM_WAIT_INFINITE) == QMSync::kLocked) {}
+    ~QMSyncGuard() QM_RELEASE() QM_NO_THREAD_SAFETY_ANALYSIS {
+        if (held) {
+            sync.Unlock();
+        }
+    }
 
 private:
     QMSync& sync;

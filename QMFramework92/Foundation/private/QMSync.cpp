@@ -17,7 +17,6 @@ namespace {
 
 constexpr unsigned kInitialCount = 1;
 constexpr mode_t kNamedMode = 0777;
-constexpr pthread_t kNoOwner = 0;
 constexpr int kDumpDepth = 10;
 
 timespec deadlineAfter(std::uint32_t timeoutMs) {
@@ -90,31 +89,19 @@ void QMSync::openNamed(const char* givenName) {
     handle = opened;
 }
 
-int QMSync::Lock(std::uint32_t timeoutMs) {
-    if (handle == nullptr) {
-        QM_LOG_ERROR("handle is not created\n");
-        QMCallStack::dumpDirectly(kDumpDepth);
-        return kError;
-    }
-    // Only this thread stores its own id here, so another thread's value can never look like ours.
-    if (owner.load(std::memory_order_relaxed) == pthread_self()) {
-        ++recursionCount;
-        return kLocked;
-    }
-    const int result = timeoutMs == QM_WAIT_INFINITE ? waitForever() : waitUntilDeadline(timeoutMs);
-    if (result == kLocked) {
-        owner.store(pthread_self(), std::memory_order_relaxed);
-    }
-    return result;
+void QMSync::reportNoHandle(const char* function) {
+    qm_Log(QM_SOURCE_PATH, function, __LINE__, QM_LOG_LEVEL_ERROR, "handle is not created\n");
+    QMCallStack::dumpDirectly(kDumpDepth);
 }
 
-int QMSync::waitForever() {
-    while (sem_wait(handle) != 0) {
+/// Goes on with a wait without limit that has failed, and had better only been interrupted.
+int QMSync::waitAgain() {
+    do {
         if (errno != EINTR) {
             qm_LogStdError(QM_SOURCE_PATH, "Lock", __LINE__, ", sem_wait()\n");
             return kError;
         }
-    }
+    } while (sem_wait(handle) != 0);
     return kLocked;
 }
 
@@ -130,29 +117,4 @@ int QMSync::waitUntilDeadline(std::uint32_t timeoutMs) {
         }
     }
     return kLocked;
-}
-
-void QMSync::Unlock() {
-    if (handle == nullptr) {
-        QM_LOG_ERROR("handle is not created\n");
-        QMCallStack::dumpDirectly(kDumpDepth);
-        return;
-    }
-    if (recursionCount > 0) {
-        --recursionCount;
-        return;
-    }
-    owner.store(kNoOwner, std::memory_order_relaxed);
-    sem_post(handle);
-}
-
-// Lock and Unlock carry no annotations, since a Lock may time out; the scope is what the analysis follows.
-QMSyncGuard::QMSyncGuard(QMSync& lock) QM_NO_THREAD_SAFETY_ANALYSIS
-    : sync(lock),
-      held(lock.Lock(QM_WAIT_INFINITE) == QMSync::kLocked) {}
-
-QMSyncGuard::~QMSyncGuard() QM_NO_THREAD_SAFETY_ANALYSIS {
-    if (held) {
-        sync.Unlock();
-    }
 }
