@@ -9,9 +9,9 @@
 #include <chrono>
 #include <climits>
 #include <csignal>
+#include <memory>
 #include <mutex>
 #include <new>
-#include <vector>
 
 #include "Diagnostics/QMLog.h"
 #include "Foundation/QMDescriptor.h"
@@ -32,13 +32,17 @@ class WaitLimit {
 public:
     explicit WaitLimit(int timeoutMs) : limitMs(timeoutMs) { restart(); }
 
-    void restart() { begin = Clock::now(); }
+    void restart() {
+        if (isFinite()) {
+            begin = Clock::now();
+        }
+    }
 
     bool isOver() const { return remainingMs() == 0; }
 
-    /// What is left, rounded up so that a wait never ends early; the full limit when it is negative (none).
+    /// What is left, rounded up so that a wait never ends early; the full limit when it is negative (none) or 0.
     int remainingMs() const {
-        if (limitMs < 0) {
+        if (!isFinite()) {
             return limitMs;
         }
         const auto left = std::chrono::milliseconds(limitMs) - (Clock::now() - begin);
@@ -47,8 +51,43 @@ public:
     }
 
 private:
+    /// Whether there is a time to measure at all.
+    bool isFinite() const { return limitMs > 0; }
+
     const int limitMs;
     Clock::time_point begin;
+};
+
+/// A number of values that is known when it is made. Few, as nearly all waits have, need no memory of their own.
+template <class T>
+class Values {
+public:
+    explicit Values(std::size_t count) : first(few), size(count) {
+        if (count > kFew) {
+            many.reset(new T[count]);
+            first = many.get();
+        }
+    }
+    Values(const Values&) = delete;
+    Values& operator=(const Values&) = delete;
+
+    T* begin() { return first; }
+    T* end() { return first + size; }
+    const T* begin() const { return first; }
+    const T* end() const { return first + size; }
+    T& operator[](std::size_t index) { return first[index]; }
+    const T& operator[](std::size_t index) const { return first[index]; }
+    /// How many of those that it was made for are in use.
+    void setCount(std::size_t count) { size = count; }
+    std::size_t count() const { return size; }
+
+private:
+    static constexpr std::size_t kFew = 8;
+
+    T few[kFew];
+    std::unique_ptr<T[]> many;
+    T* first;
+    std::size_t size;
 };
 
 enum class Taken { kSignal, kByAnotherWaiter, kFailed };
@@ -77,11 +116,9 @@ bool writeSignal(int descriptor) {
 /// One wait on a set of read descriptors. It lives for one call and owns the epoll instance.
 class MultiWaiter {
 public:
-    explicit MultiWaiter(const std::vector<int>& readDescriptors)
-        : descriptors(readDescriptors), awaited(readDescriptors.size()) {
-        // A signal that has been taken must not get lost for want of memory.
-        taken.reserve(awaited);
-    }
+    // All the memory is taken here: a signal that has been taken must not get lost for want of it.
+    explicit MultiWaiter(const Values<int>& readDescriptors)
+        : descriptors(readDescriptors), awaited(readDescriptors.count()), ready(awaited), taken(awaited) {}
 
     /// Failures are reported here. @return whether the descriptors are registered.
     bool prepare() {
@@ -113,7 +150,7 @@ public:
             if (result < 0) {
                 return result;
             }
-            awaited -= taken.size();
+            awaited -= taken.count();
             if (awaited == 0) {
                 return QMEvent::kSignalled;
             }
@@ -131,10 +168,9 @@ private:
     /// Waits until at least one signal is taken; `taken` then names the descriptors in the order reported.
     int waitForSignals(int timeoutMs) {
         WaitLimit limit(timeoutMs);
-        std::vector<epoll_event> ready(awaited);
         for (;;) {
             const int count =
-                epoll_wait(epoll.get(), ready.data(), static_cast<int>(ready.size()), limit.remainingMs());
+                epoll_wait(epoll.get(), ready.begin(), static_cast<int>(awaited), limit.remainingMs());
             if (count == 0) {
                 return QMEvent::kTimedOut;
             }
@@ -142,11 +178,11 @@ private:
                 limit.restart();
                 continue;
             }
-            if (count < 0 || !takeSignals(ready, static_cast<std::size_t>(count))) {
+            if (count < 0 || !takeSignals(static_cast<std::size_t>(count))) {
                 reportFailure();
                 return QMEvent::kError;
             }
-            if (!taken.empty()) {
+            if (taken.count() > 0) {
                 return QMEvent::kSignalled;
             }
             if (limit.isOver()) {
@@ -155,8 +191,8 @@ private:
         }
     }
 
-    bool takeSignals(const std::vector<epoll_event>& ready, std::size_t count) {
-        taken.clear();
+    bool takeSignals(std::size_t count) {
+        std::size_t signals = 0;
         for (std::size_t i = 0; i < count; ++i) {
             const int descriptor = ready[i].data.fd;
             const Taken result = takeSignal(descriptor);
@@ -164,9 +200,11 @@ private:
                 return false;
             }
             if (result == Taken::kSignal) {
-                taken.push_back(descriptor);
+                taken[signals] = descriptor;
+                ++signals;
             }
         }
+        taken.setCount(signals);
         return true;
     }
 
@@ -176,18 +214,19 @@ private:
         if (found != descriptors.end()) {
             return static_cast<int>(found - descriptors.begin());
         }
-        for (std::size_t i = 0; i < descriptors.size(); ++i) {
-            const int received = i < taken.size() ? taken[i] : kNoDescriptor;
+        for (std::size_t i = 0; i < descriptors.count(); ++i) {
+            const int received = i < taken.count() ? taken[i] : kNoDescriptor;
             qm_Log(QM_SOURCE_PATH, "timedMultiWait", __LINE__, QM_LOG_LEVEL_ERROR, "No[%d] rcv[%d] evt[%d]\n",
                    static_cast<int>(i), received, descriptors[i]);
         }
         return QMEvent::kError;
     }
 
-    const std::vector<int>& descriptors;
+    const Values<int>& descriptors;
     QMDescriptor epoll;
     std::size_t awaited;
-    std::vector<int> taken;
+    Values<epoll_event> ready;
+    Values<int> taken;
 };
 
 }  // namespace
@@ -265,15 +304,14 @@ int QMEvent::timedMultiWait(unsigned count, QMEvent** events, bool waitAll, int 
         return kBadArgument;
     }
     try {
-        std::vector<int> descriptors;
-        descriptors.reserve(count);
+        Values<int> descriptors(count);
         for (unsigned i = 0; i < count; ++i) {
             const int descriptor = events[i] == nullptr ? kNoDescriptor : events[i]->readDescriptor;
             if (descriptor == kNoDescriptor) {
                 QM_LOG_ERROR("handle error\n");
                 return kError;
             }
-            descriptors.push_back(descriptor);
+            descriptors[i] = descriptor;
         }
         MultiWaiter waiter(descriptors);
         if (!waiter.prepare()) {

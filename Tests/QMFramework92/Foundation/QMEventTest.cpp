@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -271,9 +272,27 @@ TEST(QMEvent, WaitWithoutADescriptorToSpareIsAnError) {
     EXPECT_EQ(log.count(" : std library error [24 : Too many open files]"), 1U);
 }
 
-TEST(QMEvent, WaitWithoutMemoryIsAnErrorAndConsumesNothing) {
+TEST(QMEvent, WaitForAFewEventsNeedsNoMemory) {
+    QMEvent first;
+    QMEvent second;
+    QMEvent* events[] = {&first, &second};
+    // The first wait of a process sets up what the later ones share.
+    EXPECT_EQ(QMEvent::WaitEvent(nullptr, 0), -3);
+    second.SetEvent();
+    int result = 0;
+    {
+        const wpp_test::EmptyHeap heap;
+        result = QMEvent::MultiWait(2, events, 0, false);
+    }
+    EXPECT_EQ(result, 1);
+}
+
+TEST(QMEvent, WaitForManyWithoutMemoryIsAnErrorAndConsumesNothing) {
     LogCapture log;
-    QMEvent event;
+    std::array<QMEvent, 9> many;
+    std::array<QMEvent*, 9> events{};
+    std::transform(many.begin(), many.end(), events.begin(), [](QMEvent& each) { return &each; });
+    QMEvent& event = many.back();
     // The first wait and the first log line of a process set up what the later ones share.
     EXPECT_EQ(QMEvent::WaitEvent(nullptr, 0), -3);
     log.clear();
@@ -282,7 +301,7 @@ TEST(QMEvent, WaitWithoutMemoryIsAnErrorAndConsumesNothing) {
     int result = 0;
     {
         const wpp_test::EmptyHeap heap;
-        result = QMEvent::WaitEvent(&event, 0);
+        result = QMEvent::MultiWait(events.size(), events.data(), 0, false);
     }
     EXPECT_EQ(result, -3);
     EXPECT_EQ(openDescriptors(), before);
