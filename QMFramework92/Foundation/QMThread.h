@@ -86,6 +86,7 @@ private:
         QMEvent* exitEvent;
         const char* threadName;
         std::uint32_t timeoutMs;
+        bool tookSignal;  ///< written by the watcher, read when it has been joined
     };
 
     template <class Procedure>
@@ -213,8 +214,7 @@ bool QMThread<T>::WaitExit(unsigned timeoutMs) {
 
 template <class T>
 int QMThread<T>::joinWatched(pthread_t thread, std::uint32_t timeoutMs) {
-    QMEvent::Drain(&exitEvent);
-    ExitWatch watch{&exitEvent, name, timeoutMs};
+    ExitWatch watch{&exitEvent, name, timeoutMs, false};
     pthread_t watcher{};
     if (pthread_create(&watcher, nullptr, &QMThread::WaitEventTimeoutThread, &watch) != 0) {
         qm_Log(QM_SOURCE_PATH, "WaitExit", __LINE__, QM_LOG_LEVEL_ERROR, "Error, pthread_create failed.\n");
@@ -223,13 +223,19 @@ int QMThread<T>::joinWatched(pthread_t thread, std::uint32_t timeoutMs) {
     const int result = pthread_join(thread, nullptr);
     exitEvent.SetEvent();
     pthread_join(watcher, nullptr);
+    if (!watch.tookSignal) {
+        // The next watcher would take it for the end of its own thread.
+        QMEvent::Drain(&exitEvent);
+    }
     return result;
 }
 
 template <class T>
 void* QMThread<T>::WaitEventTimeoutThread(void* argument) {
-    const auto* watch = static_cast<const ExitWatch*>(argument);
-    if (QMEvent::WaitEvent(watch->exitEvent, watch->timeoutMs) == QMEvent::kTimedOut) {
+    auto* watch = static_cast<ExitWatch*>(argument);
+    const int result = QMEvent::WaitEvent(watch->exitEvent, watch->timeoutMs);
+    watch->tookSignal = result == QMEvent::kSignalled;
+    if (result == QMEvent::kTimedOut) {
         QM_LOG_ERROR("Error, QMThread::WaitExit() timed out[%dms]. thread name[%s]\n",
                      static_cast<int>(watch->timeoutMs), watch->threadName);
         QM_ASSERT_FAILED();
