@@ -3,6 +3,7 @@
 #include <sys/time.h>
 #include <syslog.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -18,6 +19,7 @@ namespace {
 using Message = std::array<char, 512>;
 using WideMessage = std::array<wchar_t, 512>;
 using Line = std::array<char, 768>;
+using ColouredLine = std::array<char, 1024>;
 using ErrorText = std::array<char, 256>;
 
 constexpr const char* kDefaultColour = "\033[49m";
@@ -78,10 +80,18 @@ const char* errorTextOf(int error, ErrorText& text) {
     return chooseErrorText(strerror_r(error, text.data(), text.size()), text);
 }
 
-int printConsoleLine(const char* colour, const char* line) {
-    const int printed = std::printf("%s%80s%s", colour, line, kColourReset);
+/// Right-aligned in 80 columns. One call hands over the whole line, so that no other thread's comes in between.
+int printConsoleLine(const char* colour, const qm_detail::TextWriter& line) {
+    constexpr std::size_t kColumns = 80;
+    ColouredLine coloured;
+    qm_detail::TextWriter text(coloured);
+    text.append(colour);
+    text.pad(kColumns - std::min(kColumns, line.length()));
+    text.appendBytes(line.text(), line.length());
+    text.append(kColourReset);
+    const std::size_t printed = std::fwrite(text.text(), 1, text.length(), stdout);
     std::fflush(stdout);
-    return printed;
+    return static_cast<int>(printed);
 }
 
 /// The point where a file sink attaches; none does.
@@ -96,18 +106,24 @@ void passToSystemLog(int priority, const char* line) {
     }
 }
 
-int emit(const Level& level, const Line& line) {
-    const int printed = printConsoleLine(level.colour, line.data());
+int emit(const Level& level, const qm_detail::TextWriter& line) {
+    const int printed = printConsoleLine(level.colour, line);
     if (level.systemLogPriority != kConsoleOnly) {
-        passToSystemLog(level.systemLogPriority, line.data());
+        passToSystemLog(level.systemLogPriority, line.text());
     }
     return printed;
 }
 
+void appendOrigin(qm_detail::TextWriter& line, const Origin& from, const Level& level) {
+    line.append('[', level.word, "] ", from.function, "()@", qm_detail::baseName(from.file), '(', from.line,
+                ") {", qm_GetProcessName(), "} : ");
+}
+
 int emitMessage(const Origin& from, const Level& level, const char* message) {
-    Line line;
-    std::snprintf(line.data(), line.size(), "[%s] %s()@%s(%d) {%s} : %s", level.word, from.function,
-                  qm_detail::baseName(from.file), from.line, qm_GetProcessName(), message);
+    Line composed;
+    qm_detail::TextWriter line(composed);
+    appendOrigin(line, from, level);
+    line.append(message);
     return emit(level, line);
 }
 
@@ -134,10 +150,11 @@ int qm_LogStdError(const char* file, const char* function, int line, const char*
     const Level& level = levelOf(QM_LOG_LEVEL_ERROR);
     ErrorText errorText{};
     Line composed;
-    std::snprintf(composed.data(), composed.size(), "[%s] %s()@%s(%d) {%s} : std library error [%d : %s] %s",
-                  level.word, function, qm_detail::baseName(file), line, qm_GetProcessName(), keeper.value,
-                  errorTextOf(keeper.value, errorText), message.data());
-    return emit(level, composed);
+    qm_detail::TextWriter text(composed);
+    appendOrigin(text, {file, function, line}, level);
+    text.append("std library error [", keeper.value, " : ", errorTextOf(keeper.value, errorText), "] ",
+                message.data());
+    return emit(level, text);
 }
 
 int qm_LogStdErrorShort(const char* file, const char* function, int line) {
@@ -156,16 +173,14 @@ int qm_LogPlain(const char* file, const char* function, int line, const char* fo
     std::vsnprintf(message.data(), message.size(), format, arguments);
     va_end(arguments);
 
-    const char* source = qm_detail::baseName(file);
     Line composed;
-    if (line == kNoLine) {
-        std::snprintf(composed.data(), composed.size(), "%s ()@%s{%s} : %s", function, source,
-                      qm_GetProcessName(), message.data());
-    } else {
-        std::snprintf(composed.data(), composed.size(), "%s ()@%s(%d) {%s} : %s", function, source, line,
-                      qm_GetProcessName(), message.data());
+    qm_detail::TextWriter text(composed);
+    text.append(function, " ()@", qm_detail::baseName(file));
+    if (line != kNoLine) {
+        text.append('(', line, ") ");
     }
-    return printConsoleLine(kDefaultColour, composed.data());
+    text.append('{', qm_GetProcessName(), "} : ", message.data());
+    return printConsoleLine(kDefaultColour, text);
 }
 
 int qm_LogWide(const char* file, const char* function, int line, unsigned level, const wchar_t* format, ...) {
