@@ -117,10 +117,20 @@ void thereAndBack(benchmark::State& state) {
     there.set();
     other.join();
 }
-BENCHMARK(thereAndBack<OurEvent>)->UseRealTime()->Name("event-set-wait/two threads/ours");
-BENCHMARK(thereAndBack<PrescribedEvent>)->UseRealTime()->Name("event-set-wait/two threads/prescribed");
-BENCHMARK(thereAndBack<EventDescriptor>)->UseRealTime()->Name("event-set-wait/two threads/eventfd");
+BENCHMARK(thereAndBack<OurEvent>)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("event-set-wait/two threads/ours");
+BENCHMARK(thereAndBack<PrescribedEvent>)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("event-set-wait/two threads/prescribed");
+BENCHMARK(thereAndBack<EventDescriptor>)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("event-set-wait/two threads/eventfd");
 BENCHMARK(thereAndBack<ConditionVariable>)
+    ->MeasureProcessCPUTime()
     ->UseRealTime()
     ->Name("event-set-wait/two threads/condition-variable");
 

@@ -183,15 +183,29 @@ void messages(benchmark::State& state) {
         tally.wait();
     }
 }
-BENCHMARK_TEMPLATE(messages, OurBox, kBurst)->UseRealTime()->Name("message-box/burst of 200/ours");
+BENCHMARK_TEMPLATE(messages, OurBox, kBurst)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("message-box/burst of 200/ours");
 BENCHMARK_TEMPLATE(messages, PrescribedBox, kBurst)
+    ->MeasureProcessCPUTime()
     ->UseRealTime()
     ->Name("message-box/burst of 200/prescribed");
-BENCHMARK_TEMPLATE(messages, AsioBox, kBurst)->UseRealTime()->Name("message-box/burst of 200/asio");
-BENCHMARK_TEMPLATE(messages, OurBox, 1)->UseRealTime()->Name("message-box/one into an idle box/ours");
+BENCHMARK_TEMPLATE(messages, AsioBox, kBurst)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("message-box/burst of 200/asio");
+BENCHMARK_TEMPLATE(messages, OurBox, 1)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("message-box/one into an idle box/ours");
 BENCHMARK_TEMPLATE(messages, PrescribedBox, 1)
+    ->MeasureProcessCPUTime()
     ->UseRealTime()
     ->Name("message-box/one into an idle box/prescribed");
-BENCHMARK_TEMPLATE(messages, AsioBox, 1)->UseRealTime()->Name("message-box/one into an idle box/asio");
+BENCHMARK_TEMPLATE(messages, AsioBox, 1)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("message-box/one into an idle box/asio");
 
 }  // namespace

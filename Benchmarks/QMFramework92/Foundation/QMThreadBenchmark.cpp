@@ -11,6 +11,7 @@
 
 #include "Benchmarks/Support/BareEvent.h"
 #include "Benchmarks/Support/BareLock.h"
+#include "Benchmarks/Support/OneCpu.h"
 
 namespace {
 
@@ -23,6 +24,7 @@ public:
 };
 
 void ours(benchmark::State& state) {
+    const wpp_benchmark::OneCpu oneCpu;
     Owner owner;
     QMThread<Owner> thread(&owner);
     for ([[maybe_unused]] const auto unused : state) {
@@ -32,7 +34,7 @@ void ours(benchmark::State& state) {
         }
     }
 }
-BENCHMARK(ours)->UseRealTime()->Name("thread-start-exit/supervised/ours");
+BENCHMARK(ours)->MeasureProcessCPUTime()->UseRealTime()->Name("thread-start-exit/supervised/ours");
 
 /// The calls of a thread's life and nothing else: created and named under its lock, which it then takes itself to
 /// read its id and priority and to register; joined under the eyes of a watcher.
@@ -84,16 +86,21 @@ private:
 };
 
 void prescribed(benchmark::State& state) {
+    const wpp_benchmark::OneCpu oneCpu;
     PrescribedThread thread;
     for ([[maybe_unused]] const auto unused : state) {
         thread.start();
         thread.waitExit();
     }
 }
-BENCHMARK(prescribed)->UseRealTime()->Name("thread-start-exit/supervised/prescribed");
+BENCHMARK(prescribed)
+    ->MeasureProcessCPUTime()
+    ->UseRealTime()
+    ->Name("thread-start-exit/supervised/prescribed");
 
 /// What a thread costs without a name, a register and a watcher.
 void minimal(benchmark::State& state) {
+    const wpp_benchmark::OneCpu oneCpu;
     Owner owner;
     for ([[maybe_unused]] const auto unused : state) {
         pthread_t thread{};
@@ -107,6 +114,6 @@ void minimal(benchmark::State& state) {
         pthread_join(thread, nullptr);
     }
 }
-BENCHMARK(minimal)->UseRealTime()->Name("thread-start-exit/supervised/minimal");
+BENCHMARK(minimal)->MeasureProcessCPUTime()->UseRealTime()->Name("thread-start-exit/supervised/minimal");
 
 }  // namespace

@@ -43,7 +43,7 @@ void notify(benchmark::State& state, std::int64_t count) {
 // Each number of observers has a name of its own: metric/parameter/contender.
 const bool registered = [] {
     for (const std::int64_t observers : {1, 10, 100, 1000}) {
-        const std::string name = "notify-observers/" + std::to_string(observers) + "/ours";
+        const std::string name = "notify-observers/" + std::to_string(observers) + " observers/ours";
         benchmark::RegisterBenchmark(name.c_str(), notify, observers);
     }
     return true;

@@ -96,9 +96,8 @@ double ratioTo(Bench& reference, Bench& bench) {
     return spent / referenceSpent;
 }
 
-void timerPass(benchmark::State& state) {
-    const std::int64_t due = state.range(1);
-    Bench bench(state.range(0), due);
+void timerPass(benchmark::State& state, std::int64_t timers, std::int64_t due) {
+    Bench bench(timers, due);
     for ([[maybe_unused]] const auto unused : state) {
         bench.pass();
     }
@@ -113,11 +112,12 @@ void timerPass(benchmark::State& state) {
         state.SkipWithError("the passes did not fire the timers that were due");
     }
 }
-BENCHMARK(timerPass)
-    ->ArgNames({"timers", "due"})
-    ->Args({100, 100})
-    ->Args({10000, 100})
-    ->Args({10000, 10000})
-    ->Args({10000, 0});
+BENCHMARK_CAPTURE(timerPass, few, kReferenceTimers, kReferenceTimers)->Name("timer-pass/100 due of 100/ours");
+BENCHMARK_CAPTURE(timerPass, someOfMany, 10000, 100)->Name("timer-pass/100 due of 10000/ours");
+// The least that 100 fired timers can cost: no other timer is there.
+BENCHMARK_CAPTURE(timerPass, reference, kReferenceTimers, kReferenceTimers)
+    ->Name("timer-pass/100 due of 10000/minimal");
+BENCHMARK_CAPTURE(timerPass, many, 10000, 10000)->Name("timer-pass/10000 due of 10000/ours");
+BENCHMARK_CAPTURE(timerPass, noneOfMany, 10000, 0)->Name("timer-pass/none due of 10000/ours");
 
 }  // namespace
