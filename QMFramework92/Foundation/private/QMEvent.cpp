@@ -9,9 +9,9 @@
 #include <chrono>
 #include <climits>
 #include <csignal>
-#include <memory>
 #include <mutex>
 #include <new>
+#include <vector>
 
 #include "Diagnostics/QMLog.h"
 #include "Foundation/QMDescriptor.h"
@@ -64,8 +64,8 @@ class Values {
 public:
     explicit Values(std::size_t count) : first(few), size(count) {
         if (count > kFew) {
-            many.reset(new T[count]);
-            first = many.get();
+            many.resize(count);
+            first = many.data();
         }
     }
     Values(const Values&) = delete;
@@ -85,7 +85,7 @@ private:
     static constexpr std::size_t kFew = 8;
 
     T few[kFew];
-    std::unique_ptr<T[]> many;
+    std::vector<T> many;
     T* first;
     std::size_t size;
 };
