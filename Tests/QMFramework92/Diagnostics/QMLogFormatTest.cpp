@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
@@ -68,6 +69,44 @@ TEST_F(QMLogFormat, BaseNameIsWhatFollowsTheLastSlash) {
     EXPECT_STREQ(qm_detail::baseName("a/b/c"), "c");
     EXPECT_STREQ(qm_detail::baseName("c"), "c");
     EXPECT_STREQ(qm_detail::baseName("a/"), "");
+}
+
+TEST(TextWriter, PiecesStandInTheirOrder) {
+    std::array<char, 64> buffer;
+    qm_detail::TextWriter text(buffer);
+    EXPECT_STREQ(buffer.data(), "");
+    text.append('[', "word", "] ", -7, ':', std::numeric_limits<int>::min());
+    text.pad(2);
+    text.append('.');
+    EXPECT_STREQ(buffer.data(), "[word] -7:-2147483648  .");
+    EXPECT_EQ(text.length(), 24U);
+}
+
+TEST(TextWriter, WhatDoesNotFitIsCutAndTheTextEnds) {
+    std::array<char, 6> buffer;
+    qm_detail::TextWriter text(buffer);
+    text.append("abc", 12345, 'd');
+    text.pad(9);
+    EXPECT_STREQ(buffer.data(), "abc12");
+    EXPECT_EQ(text.length(), 5U);
+}
+
+TEST(TextWriter, NullTextIsShownAsSuch) {
+    std::array<char, 16> buffer;
+    qm_detail::TextWriter text(buffer);
+    const char* const none = nullptr;
+    text.append(none);
+    EXPECT_STREQ(buffer.data(), "(null)");
+}
+
+TEST(TextWriter, TwoDigitsAreTheLeastThatAreShown) {
+    std::array<char, 32> buffer;
+    qm_detail::TextWriter text(buffer);
+    for (const int number : {0, 9, 10, 123, -5}) {
+        text.appendTwoDigits(number);
+        text.append(' ');
+    }
+    EXPECT_STREQ(buffer.data(), "00 09 10 123 -5 ");
 }
 
 }  // namespace

@@ -504,4 +504,31 @@ TEST(Archive, NestedObjectThatStartsAtTheEndIsLoggedAndNotRead) {
     EXPECT_EQ(log.count(kOver), 1U);
 }
 
+TEST(Archive, BytesStayWhatTheyAreWhileTheBufferGrows) {
+    Archive archive(0);
+    std::vector<std::uint8_t> expected;
+    for (unsigned i = 0; i < 5000; ++i) {
+        const auto byte = static_cast<unsigned char>(i * 7);
+        archive.write(byte);
+        expected.push_back(byte);
+    }
+    const std::vector<std::uint8_t> block(100000, std::uint8_t{0xA5});
+    archive.write(block.data(), static_cast<int>(block.size()));
+    expected.insert(expected.end(), block.begin(), block.end());
+    const std::uint8_t* const first = archive.getBuffer();
+    EXPECT_EQ(std::vector<std::uint8_t>(first, first + archive.getSize()), expected);
+}
+
+TEST(Archive, ClearingAnArchiveOfOrdinarySizeKeepsItsBuffer) {
+    Archive archive;
+    const std::uint8_t* const first = archive.getBuffer();
+    archive.write(std::uint32_t{1});
+    archive.clear();
+    EXPECT_EQ(archive.getBuffer(), first);
+    EXPECT_EQ(archive.getSize(), 0U);
+    const std::vector<std::uint8_t> block(1024, std::uint8_t{1});
+    archive.write(block.data(), static_cast<int>(block.size()));
+    EXPECT_EQ(archive.getBuffer(), first);
+}
+
 }  // namespace
