@@ -1,5 +1,6 @@
 #pragma once
 
+#include <pthread.h>
 #include <semaphore.h>
 
 #include <atomic>
@@ -40,14 +41,14 @@ public:
     ///         deadline of a timed wait runs on CLOCK_REALTIME. Where that clock cannot be read, as with a 32-bit
     ///         time_t after January 2038, a timed wait for a lock that is held times out at once.
     int Lock(std::uint32_t timeoutMs) {
-        // Only this thread stores its own mark here, so another thread's value can never look like ours.
-        if (owner.load(std::memory_order_relaxed) == callingThread()) {
+        // Only this thread stores its own id here, so another thread's value can never look like ours.
+        if (owner.load(std::memory_order_relaxed) == pthread_self()) {
             ++recursionCount;
             return kLocked;
         }
         const int result = acquire(timeoutMs);
         if (result == kLocked) {
-            owner.store(callingThread(), std::memory_order_relaxed);
+            owner.store(pthread_self(), std::memory_order_relaxed);
         }
         return result;
     }
@@ -62,11 +63,13 @@ public:
             reportNoHandle("Unlock");
             return;
         }
-        owner.store(nullptr, std::memory_order_relaxed);
+        owner.store(kNoOwner, std::memory_order_relaxed);
         sem_post(handle);
     }
 
 private:
+    static constexpr pthread_t kNoOwner = 0;
+
     // What a lock that nobody contends for needs stays within the caller; the rest lies apart.
     int acquire(std::uint32_t timeoutMs) {
         if (handle == nullptr) {
@@ -77,12 +80,6 @@ private:
             return waitUntilDeadline(timeoutMs);
         }
         return sem_wait(handle) == 0 ? static_cast<int>(kLocked) : waitAgain();
-    }
-
-    /// What no other running thread has: an address of its own, which is to be had without a call.
-    static const void* callingThread() {
-        static thread_local char mark;
-        return &mark;
     }
 
     void createUnnamed();
@@ -97,8 +94,8 @@ private:
     int kind = kUnnamed;
     char name[32] = {};
 
-    // Null while free. Threads that do not hold the lock read it to learn that they do not.
-    std::atomic<const void*> owner{nullptr};
+    // 0 while free. Threads that do not hold the lock read it to learn that they do not.
+    std::atomic<pthread_t> owner{kNoOwner};
     // How often the owner has locked beyond the first time; only the thread that holds the semaphore touches
     // it, and the semaphore orders what successive holders do.
     std::uint32_t recursionCount = 0;
