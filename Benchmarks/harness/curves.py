@@ -7,14 +7,14 @@ import re
 from .samples import OURS
 
 _SIZES = {"B": 1, "KiB": 1 << 10, "MiB": 1 << 20}
-_NUMBER = re.compile(r"^([0-9.]+)(?: (.*))?$")
+_NUMBER = re.compile(r"^([0-9.]+)(?: (\S+))?$")
 
 # How far a point may lie from its law, as a part of the law's value there.
 TOLERANCE = 0.35
 
 
 def number_of(parameter):
-    """16 of "16 B", 1024 of "1 KiB", 254 of "254 phones"; None for a parameter that is no number."""
+    """16 of "16 B", 1024 of "1 KiB", 254 of "254 phones"; None for what is more or less than a number and its unit."""
     match = _NUMBER.match(parameter)
     return float(match[1]) * _SIZES.get(match[2], 1) if match else None
 

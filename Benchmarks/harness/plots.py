@@ -59,9 +59,9 @@ def draw(directory, results):
         if series:
             _curve(directory, results, metric, results.units[cases[0]], series)
             drawn.append(metric)
-            continue
         for case in cases:
-            if len(results.contenders(case)) > 1:
+            on_curve = series and curves.number_of(case[1]) is not None
+            if not on_curve and len(results.contenders(case)) > 1:
                 _bars(directory, results, case)
                 drawn.append(f"{case[0]}, {case[1]}")
     return drawn

@@ -9,6 +9,7 @@ import shutil
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
 import threading
 import time
@@ -201,7 +202,9 @@ def _size_samples(build_directory):
     builds = (("x86-64", "release", "strip"), ("32-bit ARM", "armhf", "arm-linux-gnueabihf-strip"))
     for name, preset, strip in builds:
         program = build_directory.parent / preset / "bin/WppReceiver"
-        if program.exists() and shutil.which(strip):
+        if not program.exists() or shutil.which(strip) is None:
+            print(f"bench: no size for {name}: build/{preset} or {strip} is missing", file=sys.stderr)
+        else:
             yield Sample("stripped-size", name, OURS, "B", "lower", 0, _stripped_size(program, strip))
 
 

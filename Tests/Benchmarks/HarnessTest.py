@@ -1,10 +1,16 @@
 """The harness of scripts/bench on samples written down by hand."""
 
+import dataclasses
 import json
+import pathlib
+import subprocess
+import tempfile
 import unittest
 
 from harness import baseline, curves, goals, report, samples
 from harness.ratios import Results, figure_of
+
+REPOSITORY = pathlib.Path(__file__).resolve().parent.parent.parent
 
 
 def sample(contender, number, value, metric="trip", parameter="9 B", better="lower"):
@@ -113,7 +119,8 @@ class BaselineTest(unittest.TestCase):
 
 class CurvesTest(unittest.TestCase):
     def test_parameters_with_a_number_in_front_are_points(self):
-        self.assertEqual([curves.number_of(p) for p in ("16 B", "4 KiB", "254 phones", "idle")], [16, 4096, 254, None])
+        self.assertEqual([curves.number_of(p) for p in ("16 B", "4 KiB", "254 phones", "idle", "1 due of 9")],
+                         [16, 4096, 254, None, None])
 
     def test_a_line_is_found_and_followed(self):
         fitted = curves.fit([(x, 100 + 2 * x) for x in (1, 10, 100, 1000)], "linear")
@@ -138,6 +145,51 @@ class ReportTest(unittest.TestCase):
         page = report.put_into_page(f"before\n{section}\nafter", section.replace("x", "y"))
         self.assertTrue(page.startswith("before\n") and page.endswith("\nafter"))
         self.assertEqual(page.count("### Goals"), 1)
+
+
+class CommandTest(unittest.TestCase):
+    """scripts/bench on a run that was measured elsewhere."""
+
+    def setUp(self):
+        self.directory = tempfile.TemporaryDirectory()
+        self.addCleanup(self.directory.cleanup)
+        self.place = pathlib.Path(self.directory.name)
+        pairs = [sample(name, i, value, parameter=parameter) for i in range(4) for name, value in
+                 (("ours", 12), ("prescribed", 10)) for parameter in ("1 phone", "2 phones", "3 phones", "idle")]
+        self.write("results.json", {"machine": {}, "quick": False, "samples": [dataclasses.asdict(s) for s in pairs]})
+
+    def write(self, name, document):
+        (self.place / name).write_text(json.dumps(document), encoding="utf-8")
+
+    def run_bench(self, *options):
+        return subprocess.run([REPOSITORY / "scripts/bench", "--from", self.place / "results.json",
+                               "--out", self.place / "out", *options], capture_output=True, text=True, check=False)
+
+    def baseline_row(self, ratio):
+        return {"metric": "trip", "parameter": "idle", "against": "prescribed", "better": "lower", "ratio": ratio,
+                "spread": 0.05}
+
+    def test_every_curve_and_every_comparison_is_drawn_in_both_formats(self):
+        self.assertEqual(self.run_bench().returncode, 0)
+        drawn = {path.name for path in (self.place / "out").iterdir() if path.stat().st_size > 0}
+        self.assertEqual(drawn, {"trip.png", "trip.svg", "trip-idle.png", "trip-idle.svg"})
+
+    def test_what_became_worse_is_named_and_fails(self):
+        self.write("baseline.json", [self.baseline_row(1.0)])
+        result = self.run_bench("--compare", str(self.place / "baseline.json"))
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("WORSE: trip, idle, against prescribed: 1.0 -> 1.2", result.stdout)
+
+    def test_what_is_as_before_passes(self):
+        self.write("baseline.json", [self.baseline_row(1.16)])
+        result = self.run_bench("--compare", str(self.place / "baseline.json"))
+        self.assertEqual(result.returncode, 0)
+        self.assertNotIn("WORSE", result.stdout)
+
+    def test_a_part_of_the_figures_becomes_no_baseline(self):
+        result = self.run_bench("--quick", "--write-baseline")
+        self.assertEqual(result.returncode, 2)
+        self.assertIn("for a whole run", result.stderr)
 
 
 if __name__ == "__main__":
