@@ -1,8 +1,11 @@
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
+#include <ratio>
 #include <stdexcept>
+#include <string>
 #include <thread>
 
 #include "Benchmarks/RoundTrip/SppReceivers.h"
@@ -23,8 +26,11 @@ using Clock = std::chrono::steady_clock;
 using Counter = std::atomic<std::uint64_t>;
 
 constexpr auto kReadLimit = 10s;
-constexpr double kTimePerSize = 0.5;  // as a part of the round's
-constexpr double kWarmUp = 0.2;       // as a part of the size's
+constexpr double kTimePerSize = 0.5;   // as a part of the round's
+constexpr double kTimePerCount = 0.2;  // of phones, as a part of the round's
+constexpr double kWarmUp = 0.2;        // as a part of the size's or the count's
+constexpr unsigned kPhones[] = {1, 16, 64, 128, 254};
+constexpr std::size_t kShortMessage = 16;
 
 /// A counter that a child process shares.
 class SharedCounter {
@@ -65,6 +71,9 @@ std::string receivedDataFrame(std::size_t size) {
 class SppSender {
 public:
     explicit SppSender(Counter& bytesRead) : taken(bytesRead) {}
+    ~SppSender() { close(socket); }
+    SppSender(const SppSender&) = delete;
+    SppSender& operator=(const SppSender&) = delete;
 
     /// @return bytes per second, from the first message to the read of the last one's end.
     double send(const std::string& frame, std::size_t bytesEach, double seconds) {
@@ -114,10 +123,34 @@ void measureSpp(const SppReceiver& receiver, const Run& run) {
     }
 }
 
+/// @return nanoseconds for each message.
+double timeMessagesOfOneOf(unsigned phones, double seconds) {
+    unlink(kSppSocketName);
+    const SharedCounter bytesRead;
+    const SppReceiver receiver = ourSppReceiver(phones);
+    const ServerProcess server([&] { receiver.serve(bytesRead.get()); });
+    SppSender sender(bytesRead.get());
+    const std::string frame = receivedDataFrame(kShortMessage);
+    sender.send(frame, kShortMessage, seconds * kWarmUp);
+    return std::nano::den * static_cast<double>(kShortMessage) / sender.send(frame, kShortMessage, seconds);
+}
+
+void measurePhones(const Run& run) {
+    for (const unsigned phones : kPhones) {
+        const std::string parameter = std::to_string(phones) + (phones == 1 ? " phone" : " phones");
+        printSample(run, "spp-message-time", parameter, "ns", "lower",
+                    timeMessagesOfOneOf(phones, run.seconds * kTimePerCount));
+    }
+}
+
 }  // namespace
 
 Case sppCase(const SppReceiver& receiver) {
     return {"spp", receiver.name, [receiver](const Run& run) { measureSpp(receiver, run); }};
+}
+
+Case phonesCase() {
+    return {"phones", "ours", measurePhones};
 }
 
 }  // namespace bench

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <deque>
 #include <thread>
 #include <vector>
 
@@ -106,13 +107,17 @@ void servePrescribedSpp(std::atomic<std::uint64_t>& bytesRead) {
     });
 }
 
-void serveOurs(std::atomic<std::uint64_t>& bytesRead) {
+void serveOurs(std::atomic<std::uint64_t>& bytesRead, unsigned phones) {
+    constexpr unsigned kMostPhones = 254;
     qm_FwInitialize("WppReceiver", -1);
-    RfcommTransportInputOutput transport(static_cast<int>(kSppPhone));
+    std::deque<RfcommTransportInputOutput> transports;
+    for (unsigned i = 0; i < phones; ++i) {
+        transports.emplace_back(static_cast<int>((kSppPhone - 1 + i) % kMostPhones + 1));
+    }
     QmcWirelessProjectionBtProxy::getInstance()->openServer();
     std::vector<char> bytes(kSppReadSize);
     for (;;) {
-        const int count = transport.read(bytes.data(), kSppReadSize);
+        const int count = transports.front().read(bytes.data(), kSppReadSize);
         if (count < 0) {
             return;
         }
@@ -130,8 +135,8 @@ SppReceiver prescribedSppReceiver() {
     return {"prescribed", servePrescribedSpp};
 }
 
-SppReceiver ourSppReceiver() {
-    return {"ours", serveOurs};
+SppReceiver ourSppReceiver(unsigned phones) {
+    return {"ours", [phones](std::atomic<std::uint64_t>& bytesRead) { serveOurs(bytesRead, phones); }};
 }
 
 }  // namespace bench

@@ -33,10 +33,14 @@ SppReceiver minimalSppReceiver();
 /// The system calls of the product's two threads in their order, and nothing between them.
 SppReceiver prescribedSppReceiver();
 
-/// The product's Bluetooth proxy and a phone's RFCOMM transport, read as the library reads it.
-SppReceiver ourSppReceiver();
+/// The product's Bluetooth proxy and the RFCOMM transports of so many phones, 254 at most. One phone's is read as the
+/// library reads it.
+SppReceiver ourSppReceiver(unsigned phones = 1);
 
 /// Messages of 1 KiB and 16 KiB, each acknowledged, until a read has returned the last of their bytes.
 Case sppCase(const SppReceiver& receiver);
+
+/// What a short message of one phone costs with the number of phones, from its sending to its read.
+Case phonesCase();
 
 }  // namespace bench

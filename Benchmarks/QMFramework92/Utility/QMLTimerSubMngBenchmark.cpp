@@ -12,6 +12,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <string>
 
 namespace {
 
@@ -117,7 +118,15 @@ BENCHMARK_CAPTURE(timerPass, someOfMany, 10000, 100)->Name("timer-pass/100 due o
 // The least that 100 fired timers can cost: no other timer is there.
 BENCHMARK_CAPTURE(timerPass, reference, kReferenceTimers, kReferenceTimers)
     ->Name("timer-pass/100 due of 10000/minimal");
-BENCHMARK_CAPTURE(timerPass, many, 10000, 10000)->Name("timer-pass/10000 due of 10000/ours");
-BENCHMARK_CAPTURE(timerPass, noneOfMany, 10000, 0)->Name("timer-pass/none due of 10000/ours");
+
+// How the pass grows with the timers, when all of them are due and when none is.
+const bool registered = [] {
+    for (const std::int64_t timers : {10, 100, 1000, 10000}) {
+        const std::string parameter = std::to_string(timers) + " timers/ours";
+        benchmark::RegisterBenchmark(("timer-pass-all-due/" + parameter).c_str(), timerPass, timers, timers);
+        benchmark::RegisterBenchmark(("timer-pass-none-due/" + parameter).c_str(), timerPass, timers, 0);
+    }
+    return true;
+}();
 
 }  // namespace
