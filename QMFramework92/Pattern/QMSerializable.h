@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -103,8 +102,7 @@ public:
     void read(QMSerializable& object);
 
 private:
-    std::uint8_t* extend(std::size_t length);
-    void grow(std::size_t length);
+    void append(const void* bytes, std::size_t length);
     const std::uint8_t* take(std::uint64_t length);
     std::uint8_t takeByte();
     void skip(std::uint32_t length);
@@ -115,10 +113,7 @@ private:
     template <class T>
     void appendBigEndian(T value);
 
-    // A vector's bytes would be zeroed before they are written.
-    std::unique_ptr<std::uint8_t[]> buffer;
-    std::size_t capacity = 0;
-    std::size_t size = 0;
+    std::vector<std::uint8_t> buffer;
     std::uint32_t readPos = 0;
 };
 

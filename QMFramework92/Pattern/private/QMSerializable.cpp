@@ -1,12 +1,8 @@
 #include "Pattern/QMSerializable.h"
 
-#include <endian.h>
-
 #include <algorithm>
-#include <cstddef>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -28,40 +24,22 @@ constexpr std::size_t kWideSize = sizeof(wchar_t);
 static_assert(kWideSize == 4, "wide characters travel as 4 bytes");
 static_assert(sizeof(float) == 4 && sizeof(double) == 8, "floating point values travel as 4 and 8 bytes");
 
-/// From host order to big-endian, and back.
-template <class Unsigned>
-Unsigned swapToBigEndian(Unsigned value) {
-    if constexpr (sizeof(Unsigned) == sizeof(std::uint16_t)) {
-        return htobe16(value);
-    } else if constexpr (sizeof(Unsigned) == sizeof(std::uint32_t)) {
-        return htobe32(value);
-    } else {
-        static_assert(sizeof(Unsigned) == sizeof(std::uint64_t), "integers travel as 2, 4 or 8 bytes");
-        return htobe64(value);
-    }
-}
-
-template <class Unsigned>
-void storeBigEndian(Unsigned value, std::uint8_t* bytes) {
-    const Unsigned swapped = swapToBigEndian(value);
-    std::memcpy(bytes, &swapped, sizeof(swapped));
-}
-
 }  // namespace
 
 Archive::Archive() : Archive(kInitialCapacity) {}
 
-Archive::Archive(std::size_t capacityToReserve)
-    : buffer(new std::uint8_t[capacityToReserve]), capacity(capacityToReserve) {}
+Archive::Archive(std::size_t capacity) {
+    buffer.reserve(capacity);
+}
 
 Archive::~Archive() = default;
 
 const std::uint8_t* Archive::getBuffer() const {
-    return buffer.get();
+    return buffer.data();
 }
 
 std::uint32_t Archive::getSize() const {
-    return static_cast<std::uint32_t>(size);
+    return static_cast<std::uint32_t>(buffer.size());
 }
 
 std::uint32_t Archive::getRemaining() const {
@@ -69,64 +47,48 @@ std::uint32_t Archive::getRemaining() const {
 }
 
 void Archive::clear() {
-    size = 0;
     readPos = 0;
     // A message clears its archive right after it has made it, and then there is nothing to exchange.
-    if (capacity != kInitialCapacity) {
-        capacity = 0;
-        buffer.reset();
-        buffer.reset(new std::uint8_t[kInitialCapacity]);
-        capacity = kInitialCapacity;
+    if (buffer.capacity() == kInitialCapacity) {
+        buffer.clear();
+        return;
     }
+    std::vector<std::uint8_t>().swap(buffer);
+    buffer.reserve(kInitialCapacity);
 }
 
-/// Counts `length` more bytes as held. @return where the first of them is to be written.
-std::uint8_t* Archive::extend(std::size_t length) {
-    if (length > capacity - size) {
-        grow(length);
-    }
-    std::uint8_t* const end = buffer.get() + size;
-    size += length;
-    return end;
-}
-
-/// Doubles the room, or makes enough of it for `length` more bytes and the fields that follow them. The latter also
-/// keeps apart the places, within a page, of a large payload here and of the copy that its reader makes next: some
+/// Where the room ends it is doubled, or made large enough for the fields that follow as well. The latter also keeps
+/// apart the places, within a page, of a large payload here and of the copy that its reader makes next: some
 /// processors copy very slowly between places that differ by a few bytes there.
-void Archive::grow(std::size_t length) {
-    constexpr std::size_t kMaxSize = std::numeric_limits<std::ptrdiff_t>::max();
-    if (length > kMaxSize - kInitialCapacity - size) {
-        throw std::length_error("Archive");
+void Archive::append(const void* bytes, std::size_t length) {
+    if (length > buffer.capacity() - buffer.size()) {
+        buffer.reserve(std::max(2 * buffer.capacity(), buffer.size() + length + kInitialCapacity));
     }
-    const std::size_t doubled = capacity < kMaxSize / 2 ? 2 * capacity : kMaxSize;
-    const std::size_t newCapacity = std::max(doubled, size + length + kInitialCapacity);
-    std::unique_ptr<std::uint8_t[]> grown(new std::uint8_t[newCapacity]);
-    if (size > 0) {
-        std::memcpy(grown.get(), buffer.get(), size);
-    }
-    buffer = std::move(grown);
-    capacity = newCapacity;
+    const auto* first = static_cast<const std::uint8_t*>(bytes);
+    buffer.insert(buffer.end(), first, first + length);
 }
 
 template <class T>
 void Archive::appendBigEndian(T value) {
-    storeBigEndian(value, extend(sizeof(T)));
+    for (std::size_t byte = sizeof(T); byte > 0; --byte) {
+        buffer.push_back(static_cast<std::uint8_t>(value >> (8 * (byte - 1))));
+    }
 }
 
 void Archive::write(bool value) {
-    *extend(1) = value ? 1 : 0;
+    buffer.push_back(value ? 1 : 0);
 }
 
 void Archive::write(char value) {
-    *extend(1) = static_cast<std::uint8_t>(value);
+    buffer.push_back(static_cast<std::uint8_t>(value));
 }
 
 void Archive::write(signed char value) {
-    *extend(1) = static_cast<std::uint8_t>(value);
+    buffer.push_back(static_cast<std::uint8_t>(value));
 }
 
 void Archive::write(unsigned char value) {
-    *extend(1) = value;
+    buffer.push_back(value);
 }
 
 void Archive::write(std::int16_t value) {
@@ -162,11 +124,9 @@ void Archive::write(double value) {
 }
 
 void Archive::write(const void* data, int length) {
-    if (data == nullptr || length < 1) {
-        return;
+    if (data != nullptr && length > 0) {
+        append(data, static_cast<std::size_t>(length));
     }
-    const auto count = static_cast<std::size_t>(length);
-    std::memcpy(extend(count), data, count);
 }
 
 void Archive::write(const std::string& text, int maxLength) {
@@ -174,10 +134,8 @@ void Archive::write(const std::string& text, int maxLength) {
     if (maxLength >= 0) {
         length = std::min(length, static_cast<std::size_t>(maxLength));
     }
-    const auto prefix = static_cast<std::uint32_t>(length);
-    std::uint8_t* const bytes = extend(sizeof(prefix) + length);
-    storeBigEndian(prefix, bytes);
-    std::memcpy(bytes + sizeof(prefix), text.data(), length);
+    write(static_cast<std::uint32_t>(length));
+    append(text.data(), length);
 }
 
 void Archive::write(const std::wstring& text) {
@@ -207,17 +165,17 @@ void Archive::write(QMSerializable& object) {
 /// over the end.
 const std::uint8_t* Archive::take(std::uint64_t length) {
     const std::uint64_t end = readPos + length;
-    if (end == 0 || end > size) {
+    if (end == 0 || end > buffer.size()) {
         qm_Log(QM_SOURCE_PATH, "read", __LINE__, QM_LOG_LEVEL_ERROR, "buffer size over!\n");
         return nullptr;
     }
-    const std::uint8_t* bytes = buffer.get() + readPos;
+    const std::uint8_t* bytes = buffer.data() + readPos;
     readPos = static_cast<std::uint32_t>(end);
     return bytes;
 }
 
 std::uint8_t Archive::takeByte() {
-    const std::uint8_t byte = readPos < size ? buffer[readPos] : std::uint8_t{0};
+    const std::uint8_t byte = readPos < buffer.size() ? buffer[readPos] : std::uint8_t{0};
     skip(1);
     return byte;
 }
@@ -234,9 +192,11 @@ void Archive::readBigEndian(T& value) {
     if (bytes == nullptr) {
         return;
     }
-    Unsigned stored = 0;
-    std::memcpy(&stored, bytes, sizeof(stored));
-    value = static_cast<T>(swapToBigEndian(stored));
+    Unsigned assembled = 0;
+    for (std::size_t i = 0; i < sizeof(T); ++i) {
+        assembled = static_cast<Unsigned>((assembled << 8) | bytes[i]);
+    }
+    value = static_cast<T>(assembled);
 }
 
 template <class T>
@@ -369,11 +329,11 @@ void Archive::read(QMString& text) {
 void Archive::read(QMSerializable& object) {
     std::uint32_t length = 0;
     read(length);
-    if (readPos >= size) {
+    if (readPos >= buffer.size()) {
         QM_LOG_ERROR("buffer size over!\n");
         return;
     }
-    object.deserialize(buffer.get() + readPos, std::min(length, getRemaining()));
+    object.deserialize(buffer.data() + readPos, std::min(length, getRemaining()));
     skip(length);
 }
 
