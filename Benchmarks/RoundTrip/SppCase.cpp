@@ -3,13 +3,13 @@
 
 #include <chrono>
 #include <cstring>
-#include <ratio>
 #include <stdexcept>
 #include <string>
 #include <thread>
 
 #include "Benchmarks/RoundTrip/SppReceivers.h"
 #include "Benchmarks/RoundTrip/Support/PrescribedStream.h"
+#include "Benchmarks/RoundTrip/Support/Processor.h"
 #include "Benchmarks/RoundTrip/Support/ServerProcess.h"
 #include "Benchmarks/RoundTrip/Support/Sockets.h"
 #include "Core/RfcommTransportInputOutput.h"
@@ -123,8 +123,8 @@ void measureSpp(const SppReceiver& receiver, const Run& run) {
     }
 }
 
-/// @return nanoseconds for each message.
-double timeMessagesOfOneOf(unsigned phones, double seconds) {
+/// @return nanoseconds of the processor that both ends take for each message.
+double costOfMessagesOfOneOf(unsigned phones, double seconds) {
     unlink(kSppSocketName);
     const SharedCounter bytesRead;
     const SppReceiver receiver = ourSppReceiver(phones);
@@ -132,14 +132,19 @@ double timeMessagesOfOneOf(unsigned phones, double seconds) {
     SppSender sender(bytesRead.get());
     const std::string frame = receivedDataFrame(kShortMessage);
     sender.send(frame, kShortMessage, seconds * kWarmUp);
-    return std::nano::den * static_cast<double>(kShortMessage) / sender.send(frame, kShortMessage, seconds);
+    const auto spent = [&server] { return processorTime(server.id()) + processorTime(getpid()); };
+    const std::uint64_t bytesBefore = bytesRead.get();
+    const double spentBefore = spent();
+    sender.send(frame, kShortMessage, seconds);
+    const std::uint64_t messages = (bytesRead.get() - bytesBefore) / kShortMessage;
+    return (spent() - spentBefore) / static_cast<double>(messages);
 }
 
 void measurePhones(const Run& run) {
     for (const unsigned phones : kPhones) {
         const std::string parameter = std::to_string(phones) + (phones == 1 ? " phone" : " phones");
-        printSample(run, "spp-message-time", parameter, "ns", "lower",
-                    timeMessagesOfOneOf(phones, run.seconds * kTimePerCount));
+        printSample(run, "spp-message-cpu", parameter, "ns", "lower",
+                    costOfMessagesOfOneOf(phones, run.seconds * kTimePerCount));
     }
 }
 

@@ -40,7 +40,7 @@ SppReceiver ourSppReceiver(unsigned phones = 1);
 /// Messages of 1 KiB and 16 KiB, each acknowledged, until a read has returned the last of their bytes.
 Case sppCase(const SppReceiver& receiver);
 
-/// What a short message of one phone costs with the number of phones, from its sending to its read.
+/// What a short message of one phone costs the processor with the number of phones, from its sending to its read.
 Case phonesCase();
 
 }  // namespace bench
