@@ -281,6 +281,21 @@ private:
     std::size_t falseBools = 0;
 };
 
+/// Bytes that are written often enough outgrow what an archive has reserved, and stay what they were.
+void checkGrowth(const std::vector<std::uint8_t>& bytes) {
+    constexpr std::size_t kTimes = 5;
+    Archive archive;
+    for (std::size_t i = 0; i < kTimes; ++i) {
+        archive.write(bytes.data(), static_cast<int>(bytes.size()));
+    }
+    FUZZ_CHECK(archive.getSize() == kTimes * bytes.size());
+    for (std::size_t i = 0; i < kTimes && !bytes.empty(); ++i) {
+        FUZZ_CHECK(std::memcmp(archive.getBuffer() + i * bytes.size(), bytes.data(), bytes.size()) == 0);
+    }
+    archive.clear();
+    FUZZ_CHECK(archive.getSize() == 0);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -289,6 +304,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const unsigned length = input.takeByte();
     const bool reserving = length % 2 != 0;
     const std::vector<std::uint8_t> bytes = input.takeBytes(length);
+    checkGrowth(bytes);
     Reading reading(bytes, reserving);
     while (!input.isEmpty()) {
         reading.readOne(input);
