@@ -1,5 +1,5 @@
 // This program's own forms of the calls in which a stream's thread lets time pass. A pause passes at once and no wait
-// is longer than a few milliseconds, so that a target spends its time on frames; waits that end because something is
+// is longer than a millisecond, so that a target spends its time on frames; waits that end because something is
 // there are as they were.
 
 #include "Tests/Fuzz/Support/QuickWaits.h"
