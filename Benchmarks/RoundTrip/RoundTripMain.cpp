@@ -21,6 +21,7 @@ int main(int argc, char** argv) {
                         sppCase(ourSppReceiver()),
                         sppCase(minimalSppReceiver()),
                         sppCase(prescribedSppReceiver()),
+                        sppCase(copyingSppReceiver()),
                         phonesCase(),
                         acceptCase(ourAcceptor()),
                         acceptCase(minimalAcceptor()),

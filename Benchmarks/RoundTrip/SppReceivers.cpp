@@ -62,25 +62,67 @@ private:
     int ends[2] = {-1, -1};
 };
 
-/// The bytes that wait for a read: their number, and the signal that they came. As in the product the signal is given
-/// while the lock is held.
+/// Of the bytes that wait for a read only their number.
+class CountedBytes {
+public:
+    void append(const std::uint8_t*, std::size_t count) { size += count; }
+
+    std::size_t take() {
+        const std::size_t count = std::min(size, kSppReadSize);
+        size -= count;
+        return count;
+    }
+
+    bool isEmpty() const { return size == 0; }
+
+private:
+    std::size_t size = 0;
+};
+
+/// The bytes that wait for a read, and the reader's own buffer.
+class CopiedBytes {
+public:
+    void append(const std::uint8_t* first, std::size_t count) {
+        bytes.insert(bytes.end(), first, first + count);
+    }
+
+    std::size_t take() {
+        const std::size_t count = std::min(bytes.size() - taken, kSppReadSize);
+        std::copy_n(bytes.data() + taken, count, destination.data());
+        taken += count;
+        if (taken == bytes.size()) {
+            bytes.clear();
+            taken = 0;
+        }
+        return count;
+    }
+
+    bool isEmpty() const { return bytes.empty(); }
+
+private:
+    std::vector<std::uint8_t> bytes;
+    std::size_t taken = 0;
+    std::vector<std::uint8_t> destination = std::vector<std::uint8_t>(kSppReadSize);
+};
+
+/// What waits for a read, and the signal that it came. As in the product the signal is given while the lock is held.
+template <class Bytes>
 class PrescribedBuffer {
 public:
     PrescribedBuffer() { check(sem_init(&lock, 0, 1), "sem_init"); }
 
-    void append(std::uint64_t count) {
+    void append(const std::uint8_t* first, std::size_t count) {
         sem_wait(&lock);
-        buffered += count;
+        bytes.append(first, count);
         arrived.set();
         sem_post(&lock);
     }
 
-    std::uint64_t read() {
+    std::size_t read() {
         arrived.wait();
         sem_wait(&lock);
-        const std::uint64_t count = std::min<std::uint64_t>(buffered, kSppReadSize);
-        buffered -= count;
-        if (buffered > 0) {
+        const std::size_t count = bytes.take();
+        if (!bytes.isEmpty()) {
             arrived.set();
         }
         sem_post(&lock);
@@ -90,21 +132,42 @@ public:
 private:
     sem_t lock{};
     PrescribedEvent arrived;
-    std::uint64_t buffered = 0;
+    Bytes bytes;
 };
 
-void servePrescribedSpp(std::atomic<std::uint64_t>& bytesRead) {
+/// @param takeFrame appends what a frame holds to the buffer that it is given.
+template <class Bytes, class TakeFrame>
+void servePrescribedSpp(std::atomic<std::uint64_t>& bytesRead, PayloadBuffer kind, TakeFrame takeFrame) {
     const AckFrame ack = makeAck();
-    PrescribedBuffer buffer;
+    PrescribedBuffer<Bytes> buffer;
     const std::thread reader([&] {
         for (;;) {
             bytesRead += buffer.read();
         }
     });
-    servePrescribed(kSppSocketName, [&](int peer, const std::uint8_t*, std::uint32_t length) {
-        buffer.append(length - kSppOverhead);
-        sendAll(peer, ack.bytes, sizeof(ack.bytes));
-    });
+    servePrescribed(
+        kSppSocketName,
+        [&](int peer, const std::uint8_t* frame, std::uint32_t length) {
+            takeFrame(buffer, frame, length);
+            sendAll(peer, ack.bytes, sizeof(ack.bytes));
+        },
+        kind);
+}
+
+void serveCounting(std::atomic<std::uint64_t>& bytesRead) {
+    servePrescribedSpp<CountedBytes>(bytesRead, PayloadBuffer::kStatic,
+                                     [](auto& buffer, const std::uint8_t* frame, std::uint32_t length) {
+                                         buffer.append(frame + kSppOverhead, length - kSppOverhead);
+                                     });
+}
+
+void serveCopying(std::atomic<std::uint64_t>& bytesRead) {
+    servePrescribedSpp<CopiedBytes>(
+        bytesRead, PayloadBuffer::kFresh, [](auto& buffer, const std::uint8_t* frame, std::uint32_t length) {
+            const std::vector<std::uint8_t> message(frame, frame + length);
+            const std::vector<std::uint8_t> field(message.begin() + kSppOverhead, message.end());
+            buffer.append(field.data(), field.size());
+        });
 }
 
 void serveOurs(std::atomic<std::uint64_t>& bytesRead, unsigned phones) {
@@ -132,7 +195,11 @@ SppReceiver minimalSppReceiver() {
 }
 
 SppReceiver prescribedSppReceiver() {
-    return {"prescribed", servePrescribedSpp};
+    return {"prescribed", serveCounting};
+}
+
+SppReceiver copyingSppReceiver() {
+    return {"prescribed-copying", serveCopying};
 }
 
 SppReceiver ourSppReceiver(unsigned phones) {

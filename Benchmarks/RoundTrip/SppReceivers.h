@@ -33,6 +33,10 @@ SppReceiver minimalSppReceiver();
 /// The system calls of the product's two threads in their order, and nothing between them.
 SppReceiver prescribedSppReceiver();
 
+/// The same calls and the copies of the bytes that the documented types have: the frame's buffer, the message, its field,
+/// the transport's buffer, the reader's.
+SppReceiver copyingSppReceiver();
+
 /// The product's Bluetooth proxy and the RFCOMM transports of so many phones, 254 at most. One phone's is read as the
 /// library reads it.
 SppReceiver ourSppReceiver(unsigned phones = 1);
