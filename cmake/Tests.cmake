@@ -4,7 +4,7 @@ include_guard(GLOBAL)
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
-option(WPP_PRECOMPILE "Precompile what every test includes; a test that forgets to include it then goes unseen" OFF)
+option(WPP_PRECOMPILE "Precompile what every test and the simulator include; a file that forgets to include it then goes unseen" OFF)
 set(wpp_test_headers <gmock/gmock.h> <gtest/gtest.h> <chrono> <functional> <memory> <string> <thread> <vector>)
 
 # Where networks of one's own are not to be had, the tests that need TCP port 30516 take turns.

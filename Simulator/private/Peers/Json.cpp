@@ -3,6 +3,8 @@
 #include <fstream>
 #include <iterator>
 
+template class nlohmann::basic_json<nlohmann::ordered_map>;
+
 namespace simulator {
 
 namespace {

@@ -10,6 +10,9 @@
 #include <string>
 #include <string_view>
 
+// Made once, in Json.cpp: it takes each file that uses it a second to compile.
+extern template class nlohmann::basic_json<nlohmann::ordered_map>;
+
 namespace simulator {
 
 /// Keeps the fields in the order in which they were written, so that events and orders read well.
