@@ -81,7 +81,7 @@ TEST_F(KillTortureTest, TellsOfEachPointAndOfAll) {
 }
 
 TEST_F(KillTortureTest, WhatIsNotReportedFailsTheKill) {
-    road.scenario.limit = Milliseconds(1000);
+    road.scenario.limit = Milliseconds(5000);
     KillPoint point = pointThrough("process up");
     point.after.push_back({Road::kBluetooth, "snow"});
     EXPECT_EQ(torture({point}), 1);
