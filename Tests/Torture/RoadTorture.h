@@ -24,7 +24,7 @@ struct RoadOutcome {
     bool everyStage = false;   ///< the phone came all the way
     bool walkedAgain = false;  ///< it did so once memory was back
     bool tlsLost = false;      ///< it could not, since OpenSSL remembers a failed initialisation for good
-    bool openSslLost = false;  ///< OpenSSL lost 16 bytes of its own, which the leak check found
+    bool openSslLost = false;  ///< OpenSSL lost memory of its own, which the leak check found
     bool logged = false;       ///< the receiver wrote a line of level error that an ordinary road has not
     std::string stage;         ///< the first stage that was not reached
     std::string accepted;      ///< what is accepted after such a failure; empty when nothing of the kind came

@@ -289,7 +289,7 @@ int printTotals(const Options& options, const Plan& plan, const std::vector<Json
     note("roads walked to their end", whole);
     note("roads walked again once memory was back", again);
     note("roads on which OpenSSL kept a failed initialisation", tlsLost);
-    note("roads on which OpenSSL lost 16 bytes", openSslLost);
+    note("roads on which OpenSSL lost memory of its own", openSslLost);
     note("roads with a logged line", logged);
     note("allocations before main, which never fail", plan.beforeMain);
     return findings == 0 && fired > 0 ? 0 : 1;
