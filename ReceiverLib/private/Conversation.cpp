@@ -5,8 +5,11 @@
 #include <utility>
 #include <vector>
 
+#include "phone/ArenaMessage.h"
+
 namespace wifi_projection_protocol {
 
+using phone_protocol::ArenaMessage;
 using phone_protocol::HeadUnitMessage;
 using phone_protocol::PhoneMessage;
 
@@ -41,9 +44,9 @@ Conversation::Conversation(ConversationServices used, std::string name, Transpor
 }
 
 std::future<std::uint32_t> Conversation::startProjection(wifi_discovery::StartRequestReason reason) {
-    HeadUnitMessage message;
-    message.mutable_start()->set_reason(static_cast<std::uint32_t>(reason));
-    const std::string bytes = encode(message);
+    ArenaMessage<HeadUnitMessage> message;
+    message->mutable_start()->set_reason(static_cast<std::uint32_t>(reason));
+    const std::string bytes = encode(*message);
     std::future<std::uint32_t> result;
     bool sent = false;
     {
@@ -130,17 +133,17 @@ bool Conversation::take(const void* bytes, std::size_t size) {
 }
 
 bool Conversation::handle(const std::string& payload) {
-    Message message;
-    if (!message.ParseFromString(payload)) {
+    ArenaMessage<Message> message;
+    if (!message->ParseFromString(payload)) {
         return refuse("the phone sent bytes that are no message");
     }
-    const Rule* rule = findRule(message.kind_case());
+    const Rule* rule = findRule(message->kind_case());
     const bool isFirst = clientId.empty();
-    const bool isHello = message.kind_case() == Message::kHello;
+    const bool isHello = message->kind_case() == Message::kHello;
     if (rule == nullptr || isFirst != isHello || (rule->tcpOnly && linkType != TransportType::kTcp)) {
         return refuse("the phone sent a message out of order");
     }
-    return (this->*rule->handler)(message);
+    return (this->*rule->handler)(*message);
 }
 
 bool Conversation::onHello(const Message& message) {
@@ -171,7 +174,9 @@ bool Conversation::isWelcome(const std::string& id) {
 // The client joins before Settings goes out, since with it the phone may at once connect by another way; a
 // Start that comes in between waits, since Settings is the first that a phone hears.
 bool Conversation::greet(const ClientInfo& client) {
-    const std::string settings = encode(services.settings.current());
+    ArenaMessage<HeadUnitMessage> message;
+    services.settings.fillIn(*message->mutable_settings());
+    const std::string settings = encode(*message);
     ClientRegistry::Link replaced;
     bool greeted = false;
     {
@@ -206,16 +211,16 @@ bool Conversation::onWifiConnectStatus(const Message& message) {
 }
 
 bool Conversation::onMayIStart(const Message&) {
-    HeadUnitMessage answer;
+    ArenaMessage<HeadUnitMessage> answer;
     {
         const QuestionQueue::Turn turn(services.questions, [this] { return dropped.load(); });
         const std::optional<ClientInfo> client = services.registry.find(clientId);
         if (!turn || !client) {
             return false;
         }
-        answer.mutable_start_answer()->set_answer(services.callback.canStartProjection(*client));
+        answer->mutable_start_answer()->set_answer(services.callback.canStartProjection(*client));
     }
-    const std::string bytes = encode(answer);
+    const std::string bytes = encode(*answer);
     const std::lock_guard<std::mutex> lock(sending);
     return sendLocked(bytes);
 }

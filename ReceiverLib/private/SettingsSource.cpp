@@ -14,9 +14,7 @@ SettingsSource::SettingsSource(std::unique_ptr<WifiProjectionInfoProvider> infoP
     fixed.set_head_unit_info(headUnitInfo);
 }
 
-phone_protocol::HeadUnitMessage SettingsSource::current() const {
-    phone_protocol::HeadUnitMessage message;
-    phone_protocol::Settings& settings = *message.mutable_settings();
+void SettingsSource::fillIn(phone_protocol::Settings& settings) const {
     settings = fixed;
     const InetSocketAddress address = provider->projectionAddress();
     settings.set_host(address.host());
@@ -25,7 +23,6 @@ phone_protocol::HeadUnitMessage SettingsSource::current() const {
     settings.set_wifi_info_2(provider->wifiInfo2());
     settings.set_wifi_info_3(provider->wifiInfo3());
     settings.set_wifi_info_4(provider->wifiInfo4());
-    return message;
 }
 
 }  // namespace wifi_projection_protocol

@@ -19,8 +19,10 @@ public:
                    wifi_discovery::WifiChannelType channelType, const std::vector<unsigned int>& channelList,
                    const std::string& headUnitInfo);
 
-    /// Asks the provider anew.
-    phone_protocol::HeadUnitMessage current() const;
+    /// Asks the provider anew. Throws std::bad_alloc, with the settings half filled in. They are the caller's, in the
+    /// caller's arena: without memory the generated copy constructor loses the channels, and the generated move into
+    /// an arena ends the process.
+    void fillIn(phone_protocol::Settings& settings) const;
 
 private:
     const std::unique_ptr<WifiProjectionInfoProvider> provider;

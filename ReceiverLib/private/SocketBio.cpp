@@ -57,13 +57,15 @@ Method makeMethod() {
     return method;
 }
 
+// Not inside the function: what is made as the program is loaded also outlives the transports of static objects.
+std::mutex making;
+Method method;  // guarded by making
+
 }  // namespace
 
 BIO* makeSocketBio(const int& socket) {
-    // Tried again for each transport until there is memory for it.
-    static std::mutex making;
-    static Method method;
     const std::lock_guard<std::mutex> lock(making);
+    // Tried again for each transport until there is memory for it.
     if (!method) {
         method = makeMethod();
     }

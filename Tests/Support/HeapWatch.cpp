@@ -6,12 +6,13 @@
 
 namespace {
 
-std::atomic<bool> heapIsEmpty{false};
+std::atomic<bool> heapIsShort{false};
+std::atomic<long> takesLeft{0};  // while it is short
 thread_local std::size_t takesOfThisThread = 0;
 
 void countTake() {
     ++takesOfThisThread;
-    if (heapIsEmpty) {
+    if (heapIsShort && takesLeft.fetch_sub(1) <= 0) {
         throw std::bad_alloc();
     }
 }
@@ -24,12 +25,13 @@ std::size_t heapTakes() {
     return takesOfThisThread;
 }
 
-EmptyHeap::EmptyHeap() {
-    heapIsEmpty = true;
+EmptyHeap::EmptyHeap(long grantedTakes) {
+    takesLeft = grantedTakes;
+    heapIsShort = true;
 }
 
 EmptyHeap::~EmptyHeap() {
-    heapIsEmpty = false;
+    heapIsShort = false;
 }
 
 }  // namespace wpp_test

@@ -7,10 +7,11 @@ namespace wpp_test {
 /// How often the calling thread has taken memory with operator new.
 std::size_t heapTakes();
 
-/// Makes operator new fail in this process for the length of a scope. One at a time.
+/// Makes operator new fail in this process for the length of a scope, from its first call or, where some are granted,
+/// from the one after these. One at a time.
 class EmptyHeap {
 public:
-    EmptyHeap();
+    explicit EmptyHeap(long grantedTakes = 0);
     ~EmptyHeap();
     EmptyHeap(const EmptyHeap&) = delete;
     EmptyHeap& operator=(const EmptyHeap&) = delete;

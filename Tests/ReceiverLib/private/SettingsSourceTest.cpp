@@ -12,7 +12,8 @@ TEST(SettingsSource, PutsTheProvidersValuesBesideTheFixedOnes) {
     const SettingsSource source(unit->makeInfoProvider(), wifi_discovery::WifiChannelType{0xFFFFFFFF},
                                 {1, 2, 3}, "info");
 
-    const phone_protocol::Settings settings = source.current().settings();
+    phone_protocol::Settings settings;
+    source.fillIn(settings);
 
     EXPECT_EQ(settings.channel_type(), 0xFFFFFFFFU);
     EXPECT_EQ(settings.channels_size(), 3);
@@ -24,11 +25,14 @@ TEST(SettingsSource, PutsTheProvidersValuesBesideTheFixedOnes) {
 TEST(SettingsSource, AsksTheProviderAnewEachTime) {
     const auto unit = wpp_test::RecordingHeadUnit::make();
     const SettingsSource source(unit->makeInfoProvider(), {}, {}, "");
+    phone_protocol::Settings settings;
     unit->setWifiInfo("first", -1);
-    EXPECT_EQ(source.current().settings().wifi_info_4(), -1);
+    source.fillIn(settings);
+    EXPECT_EQ(settings.wifi_info_4(), -1);
     unit->setWifiInfo("second", -2);
-    EXPECT_EQ(source.current().settings().wifi_info_4(), -2);
-    EXPECT_EQ(source.current().settings().wifi_info_3(), "second3");
+    source.fillIn(settings);
+    EXPECT_EQ(settings.wifi_info_4(), -2);
+    EXPECT_EQ(settings.wifi_info_3(), "second3");
 }
 
 }  // namespace
