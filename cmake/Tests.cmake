@@ -13,7 +13,7 @@ if(WPP_PRECOMPILE)
     target_precompile_headers(test-headers
         PRIVATE <gmock/gmock.h> <gtest/gtest.h> <chrono> <functional> <memory> <string> <thread> <vector>)
     if(wpp_precompiles_large_headers AND TARGET simulator-core)
-        target_precompile_headers(test-headers PRIVATE <CLI/CLI.hpp> <nlohmann/json.hpp> <map>)
+        target_precompile_headers(test-headers PRIVATE <nlohmann/json.hpp> <map>)
     endif()
 endif()
 
